@@ -1,0 +1,79 @@
+// Strings. Stand-in: copies come from the general heap rather than the
+// pooled allocator, and only the functions the translator calls so far exist.
+#include "ktstr.h"
+
+#include <cstring>
+
+#include "ktmem.h"
+
+namespace {
+int upper(int c) { return (c >= 'a' && c <= 'z') ? c - 'a' + 'A' : c; }
+int lower(int c) { return (c >= 'A' && c <= 'Z') ? c - 'A' + 'a' : c; }
+}  // namespace
+
+char* ktStrCpy(const char* text) {
+    if (!text) return nullptr;
+    size_t n = std::strlen(text) + 1;
+    char* p = static_cast<char*>(ktMemMalloc(n, "ktString"));
+    std::memcpy(p, text, n);
+    return p;
+}
+
+void ktStrFree(char* text) { ktMemFree(text); }
+
+int ktStrEqu(const char* a, const char* b) {
+    if (a == b) return 1;
+    if (!a || !b) return 0;
+    return std::strcmp(a, b) == 0;
+}
+
+int ktStrIcmp(const char* a, const char* b) {
+    if (a == b) return 0;
+    if (!a) return -1;
+    if (!b) return 1;
+    for (;; ++a, ++b) {
+        int ca = upper(static_cast<unsigned char>(*a));
+        int cb = upper(static_cast<unsigned char>(*b));
+        if (ca != cb || ca == 0) return ca - cb;
+    }
+}
+
+int ktStrNicmp(const char* a, const char* b, int count) {
+    if (a == b) return 0;
+    if (!a) return -1;
+    if (!b) return 1;
+    for (int i = 0; i < count; ++i) {
+        int ca = upper(static_cast<unsigned char>(a[i]));
+        int cb = upper(static_cast<unsigned char>(b[i]));
+        if (ca == 0 && cb == 0) return 0;
+        if (ca == 0) return -1;
+        if (cb == 0) return 1;
+        if (ca != cb) return ca - cb;
+    }
+    return 0;
+}
+
+char* ktStrLoc(char* text) {
+    for (char* p = text; p && *p; ++p) *p = static_cast<char>(lower(static_cast<unsigned char>(*p)));
+    return text;
+}
+
+char* ktStrUpc(char* text) {
+    for (char* p = text; p && *p; ++p) *p = static_cast<char>(upper(static_cast<unsigned char>(*p)));
+    return text;
+}
+
+int ktStrIsnum(const char* text) {
+    if (!text || !*text) return 0;
+    for (const char* p = text; *p; ++p)
+        if (*p < '0' || *p > '9') return 0;
+    return 1;
+}
+
+char* ktStrncpyNullTerm(char* out, const char* text, size_t size) {
+    if (size == 0) return out;
+    if (!text) text = "";
+    std::strncpy(out, text, size);
+    out[size - 1] = '\0';
+    return out;
+}

@@ -1,0 +1,479 @@
+// The translator's records: allocators, releases and searches. The
+// counting allocators keep vomemtotal; a failed allocation ends the run
+// with report 544 and the summary, as voexit(4) does.
+#include "vgstruct.h"
+
+#include <cstdio>
+#include <cstring>
+#include <initializer_list>
+
+#include "iwsession.h"
+#include "kterr.h"
+#include "ktmem.h"
+#include "ktstr.h"
+#include "vomain.h"
+#include "entgen_msg.h"
+#include "votok.h"
+#include "votr.h"
+
+vodata* vo = nullptr;
+long vomemtotal = 0;
+
+namespace {
+constexpr const char* kTag = "vgstruct";
+
+// Memory exhausted: the same ending as voexit(4), without returning.
+[[noreturn]] void noMemory() {
+    vomsg(4);
+    std::snprintf(ViewLocation, sizeof ViewLocation, " ");
+    ktErrReportBuild(nullptr, ViewLocation, msgFp, VOM_NOMEMORY);
+    voexit(4);
+}
+
+void* get(size_t size, bool counted) {
+    void* p = ktMemCalloc(1, size, kTag);
+    if (!p) noMemory();
+    if (counted) vomemtotal += static_cast<long>(size);
+    return p;
+}
+
+// A zeroed record of type T, counted in the total.
+template <typename T>
+T* make() {
+    return static_cast<T*>(get(sizeof(T), true));
+}
+
+// A zeroed record of type T, not counted.
+template <typename T>
+T* makeUncounted() {
+    return static_cast<T*>(get(sizeof(T), false));
+}
+
+template <typename T>
+void drop(T* rec) {
+    vofree(rec, sizeof(T));
+}
+
+void strs(std::initializer_list<char*> list) {
+    for (char* s : list) vostfree(s);
+}
+
+template <typename T, typename F>
+T* findIn(T* list, const char* name, F key) {
+    for (T* p = list; p; p = p->next)
+        if (ktStrIcmp(key(p), name) == 0) return p;
+    return nullptr;
+}
+}  // namespace
+
+void* voalloc(size_t size) { return get(size, true); }
+
+void vofree(void* block, size_t size) {
+    if (!block) return;
+    ktMemFree(block);
+    vomemtotal -= static_cast<long>(size);
+}
+
+char* vostcpy(const char* text) {
+    if (!text) return nullptr;
+    size_t n = std::strlen(text) + 1;
+    char* p = static_cast<char*>(get(n, true));
+    std::memcpy(p, text, n);
+    return p;
+}
+
+void vostfree(char* text) {
+    // An empty copy stays where it is; the total then stays a byte too high.
+    if (!text || !*text) return;
+    vofree(text, std::strlen(text) + 1);
+}
+
+vodata* vodatabloc() {
+    auto* d = make<vodata>();
+    d->file = vofilebloc();
+    d->buf = static_cast<char*>(voalloc(VO_BUFSIZE));
+    return d;
+}
+
+void vodatafree(vodata* root) {
+    if (!root) return;
+    if (root->top) iwfinish();
+    vocmdlfree(root->cmdl);
+    voinifree(root->ini);
+    vofilefree(root->file);
+    vogenfree(root->gens);
+    voattrfree(root->attrs);
+    vogroupfree(root->hier);
+    vogroupfree(root->prims);
+    vofree(root->buf, VO_BUFSIZE);
+    if (vo == root) vo = nullptr;
+    drop(root);
+    votrfree();
+}
+
+vocmdl* vocmdlbloc() {
+    auto* c = make<vocmdl>();
+    c->warnpintype = 1;
+    c->genclause = 1;
+    c->vectors = 1;
+    return c;
+}
+
+void vocmdlfree(vocmdl* cmdl) {
+    if (!cmdl) return;
+    strs({cmdl->name, cmdl->outdir});
+    volevfree(cmdl->levels);
+    drop(cmdl);
+}
+
+voini* voinibloc() {
+    auto* i = make<voini>();
+    i->line = 1;
+    i->stmtline = 1;
+    i->listids = 1;
+    return i;
+}
+
+void voinifree(voini* ini) {
+    if (!ini) return;
+    vostfree(ini->name);
+    if (ini->fp) std::fclose(ini->fp);
+    voheadfree(ini->headers);
+    strs({ini->gendefault, ini->attdefault});
+    vogenfree(ini->gens);
+    voattrfree(ini->attrs);
+    vosigtfree(ini->sigtype);
+    vovectfree(ini->vectype);
+    vovectfree(ini->vec2type);
+    voTicksizeFree(ini->ticksize);
+    voDelayFree(ini->delay);
+    vozvalfree(ini->zval);
+    vosinitfree(ini->sinits);
+    vocompfree(ini->comps);
+    vopintfree(ini->pintypes);
+    vopintfree(ini->autopins);
+    votransfree(ini->words);
+    votransfree(ini->chars);
+    votransfree(ini->trlist);
+    vostfree(ini->prefix);
+    voplacefree(ini->places);
+    drop(ini);
+}
+
+vofile* vofilebloc() {
+    auto* f = make<vofile>();
+    vofilereset(f);
+    return f;
+}
+
+void vofilefree(vofile* file) {
+    if (!file) return;
+    if (file->fp) std::fclose(file->fp);
+    drop(file);
+}
+
+vogroup* vogroupbloc() { return make<vogroup>(); }
+
+namespace {
+// The examination's own records have no release of their own: a group
+// takes its comments, passive texts and imports with it, and the
+// constants its constant list was made for.
+void freeCommans(voComman* c) {
+    while (c) {
+        voComman* next = c->next;
+        if (c->pair) {
+            strs({c->pair[0], c->pair[1]});
+            vofree(c->pair, 2 * sizeof(char*));
+        }
+        ktMemFree(c);
+        c = next;
+    }
+}
+
+void freeImports(voImport* im) {
+    while (im) {
+        voImport* next = im->next;
+        vostfree(im->name);
+        ktMemFree(im);
+        im = next;
+    }
+}
+
+void freeConsts(voclist* list) {
+    for (; list; list = list->next) {
+        if (!list->cons) continue;
+        strs({list->cons->name, list->cons->type, list->cons->value});
+        ktMemFree(list->cons);
+    }
+}
+}  // namespace
+
+void vogroupfree(vogroup* group) {
+    while (group) {
+        vogroup* next = group->next;
+        strs({group->entity, group->arch, group->lib, group->base, group->ext});
+        voglistfree(group->gens);
+        freeConsts(group->consts);
+        voclistfree(group->consts);
+        voglistfree(group->hiergens);
+        voalistfree(group->alist);
+        freeCommans(group->comments);
+        freeCommans(group->pprs);
+        freeImports(group->imports);
+        drop(group);
+        group = next;
+    }
+}
+
+vohead* voheadbloc() { return make<vohead>(); }
+
+void voheadfree(vohead* head) {
+    while (head) {
+        vohead* next = head->next;
+        vostfree(head->text);
+        drop(head);
+        head = next;
+    }
+}
+
+vogen* vogenbloc() {
+    auto* g = make<vogen>();
+    g->used = 1;
+    return g;
+}
+
+void vogenfree(vogen* gen) {
+    while (gen) {
+        vogen* next = gen->next;
+        strs({gen->name, gen->vhdlname, gen->type, gen->value, gen->trailer});
+        drop(gen);
+        gen = next;
+    }
+}
+
+voattr* voattrbloc() { return make<voattr>(); }
+
+void voattrfree(voattr* attr) {
+    while (attr) {
+        voattr* next = attr->next;
+        strs({attr->name, attr->vhdlname, attr->type, attr->value});
+        drop(attr);
+        attr = next;
+    }
+}
+
+vosigt* vosigtbloc() { return make<vosigt>(); }
+
+void vosigtfree(vosigt* sigt) {
+    if (!sigt) return;
+    strs({sigt->type, sigt->base});
+    drop(sigt);
+}
+
+vovect* vovectbloc() { return make<vovect>(); }
+
+void vovectfree(vovect* vect) {
+    if (!vect) return;
+    strs({vect->type, vect->base});
+    drop(vect);
+}
+
+voTicksize* voTicksizeBlock() { return make<voTicksize>(); }
+
+void voTicksizeFree(voTicksize* ticksize) {
+    if (!ticksize) return;
+    vostfree(ticksize->unit);
+    drop(ticksize);
+}
+
+voDelay* voDelayBlock() { return make<voDelay>(); }
+
+void voDelayFree(voDelay* delay) {
+    if (!delay) return;
+    vostfree(delay->word);
+    drop(delay);
+}
+
+vozval* vozvalbloc() { return make<vozval>(); }
+
+void vozvalfree(vozval* zval) {
+    if (!zval) return;
+    vostfree(zval->value);
+    drop(zval);
+}
+
+vosinit* vosinitbloc() { return make<vosinit>(); }
+
+void vosinitfree(vosinit* sinit) {
+    while (sinit) {
+        vosinit* next = sinit->next;
+        strs({sinit->name, sinit->value});
+        drop(sinit);
+        sinit = next;
+    }
+}
+
+votrans* votransbloc() { return make<votrans>(); }
+
+void votransfree(votrans* trans) {
+    while (trans) {
+        votrans* next = trans->next;
+        strs({trans->from, trans->to});
+        drop(trans);
+        trans = next;
+    }
+}
+
+vopint* vopintbloc() {
+    auto* p = make<vopint>();
+    p->dir = 4;
+    return p;
+}
+
+void vopintfree(vopint* pint) {
+    while (pint) {
+        vopint* next = pint->next;
+        vostfree(pint->name);
+        drop(pint);
+        pint = next;
+    }
+}
+
+struct voplace* voplacebloc() { return make<struct voplace>(); }
+
+void voplacefree(struct voplace* place) {
+    while (place) {
+        struct voplace* next = place->next;
+        strs({place->file, place->ext});
+        drop(place);
+        place = next;
+    }
+}
+
+vocomp* vocompbloc() { return make<vocomp>(); }
+
+void vocompfree(vocomp* comp) {
+    while (comp) {
+        vocomp* next = comp->next;
+        vostfree(comp->name);
+        vobindfree(comp->bind);
+        vogenfree(comp->gens);
+        drop(comp);
+        comp = next;
+    }
+}
+
+vobind* vobindbloc() { return make<vobind>(); }
+
+void vobindfree(vobind* bind) {
+    if (!bind) return;
+    strs({bind->lib, bind->entity, bind->arch});
+    voaefree(bind->genmap);
+    voaefree(bind->portmap);
+    drop(bind);
+}
+
+voae* voaebloc() { return make<voae>(); }
+
+void voaefree(voae* ae) {
+    while (ae) {
+        voae* next = ae->next;
+        strs({ae->formal, ae->actual});
+        drop(ae);
+        ae = next;
+    }
+}
+
+voglist* voglistbloc() { return make<voglist>(); }
+
+void voglistfree(voglist* list) {
+    while (list) {
+        voglist* next = list->next;
+        drop(list);
+        list = next;
+    }
+}
+
+voclist* voclistbloc() { return make<voclist>(); }
+
+void voclistfree(voclist* list) {
+    while (list) {
+        voclist* next = list->next;
+        drop(list);
+        list = next;
+    }
+}
+
+voalist* voalistbloc() { return make<voalist>(); }
+
+void voalistfree(voalist* list) {
+    while (list) {
+        voalist* next = list->next;
+        drop(list);
+        list = next;
+    }
+}
+
+volev* volevbloc() { return make<volev>(); }
+
+void volevfree(volev* lev) {
+    while (lev) {
+        volev* next = lev->next;
+        vostfree(lev->name);
+        drop(lev);
+        lev = next;
+    }
+}
+
+voCons* voConsBlock() { return makeUncounted<voCons>(); }
+voComman* voCommanBlock() { return makeUncounted<voComman>(); }
+voImport* voImportBlock() { return makeUncounted<voImport>(); }
+
+vocomp* vofindcomp(const char* name) {
+    if (!vo->ini) return nullptr;
+    return findIn(vo->ini->comps, name, [](vocomp* c) { return c->name; });
+}
+
+vosinit* vofindsi(const char* name) {
+    if (!vo->ini) return nullptr;
+    return findIn(vo->ini->sinits, name, [](vosinit* s) { return s->name; });
+}
+
+voattr* vofindatt(const char* name) {
+    auto key = [](voattr* a) { return a->name; };
+    voattr* a = vo->ini ? findIn(vo->ini->attrs, name, key) : nullptr;
+    return a ? a : findIn(vo->attrs, name, key);
+}
+
+vogen* voFindGenHier(const char* name, vocomp* comp) {
+    auto key = [](vogen* g) { return g->name; };
+    vogen* g = comp ? findIn(comp->gens, name, key) : nullptr;
+    if (!g && vo->ini) g = findIn(vo->ini->gens, name, key);
+    return g;
+}
+
+vogen* vofindgen(const char* name, vocomp* comp) {
+    vogen* g = voFindGenHier(name, comp);
+    return g ? g : findIn(vo->gens, name, [](vogen* x) { return x->name; });
+}
+
+voglist* vofindgl(const char* name, voglist* list) {
+    return findIn(list, name, [](voglist* l) { return l->gen ? l->gen->name : nullptr; });
+}
+
+voalist* vofindal(const char* name, voalist* list) {
+    return findIn(list, name, [](voalist* l) { return l->attr ? l->attr->name : nullptr; });
+}
+
+voCons* voFindConst(const char* name, vocomp* comp) {
+    if (!comp) return nullptr;
+    return findIn(comp->consts, name, [](voCons* c) { return c->name; });
+}
+
+vogroup* vofindgr(const iwgroup* handle) {
+    for (vogroup* g = vo->hier; g; g = g->next)
+        if (g->grp == handle) return g;
+    for (vogroup* g = vo->prims; g; g = g->next)
+        if (g->grp == handle) return g;
+    return nullptr;
+}

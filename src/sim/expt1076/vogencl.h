@@ -1,0 +1,6 @@
+// The generic clause of an entity.
+#pragma once
+
+struct vogroup;
+
+void vogen_clause(vogroup* group);

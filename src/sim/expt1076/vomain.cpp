@@ -1,0 +1,160 @@
+// Run control. Every report of the translator is preceded by vomsg, which
+// keeps the run's own tally; the summary reads that tally and the design
+// database's, and says "Aborted" only when a fatal was counted.
+#include "vomain.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "entgen_msg.h"
+#include "iwsession.h"
+#include "kspath.h"
+#include "kssrch.h"
+#include "kterr.h"
+#include "ktmsg.h"
+#include "ktstr.h"
+#include "qfm.h"
+#include "qlm.h"
+#include "vgstruct.h"
+#include "vocmdlin.h"
+#include "voexam.h"
+#include "vomodel.h"
+#include "voreadini.h"
+#include "votr.h"
+#include "vowritini.h"
+
+ktMsgHandle* msgFp = nullptr;
+ktErrStream* voErrStrID = nullptr;
+char ViewLocation[1024] = " ";
+int initalization = 0;
+char* libname = nullptr;
+int voGraphicsMode = 0;
+
+void vomsg(int level) {
+    if (!vo) return;
+    switch (level) {
+        case 2: ++vo->warnings; break;
+        case 3: ++vo->errors; break;
+        case 4: ++vo->fatals; break;
+        default: break;
+    }
+}
+
+void voreport(int level, int number, ...) {
+    vomsg(level);
+    std::snprintf(ViewLocation, sizeof ViewLocation, " ");
+    va_list args;
+    va_start(args, number);
+    ktErrReportBuildVa(nullptr, ViewLocation, msgFp, number, args);
+    va_end(args);
+}
+
+void vodone(int code) {
+    if (code != 4 && code != 5) return;
+    const char* name = "";
+    if (vo && vo->cmdl && vo->cmdl->name) name = ktStrUpc(vo->cmdl->name);
+    int fatals = vo ? vo->fatals : 0;
+    int errors = vo ? vo->errors : 0;
+    int warnings = vo ? vo->warnings : 0;
+    voreport(1, VOM_SUMMARY, fatals ? "Aborted" : "Completed", name,
+             fatals + errors + iwmsgcount(4), warnings + iwmsgcount(2));
+}
+
+void voexit(int code) {
+    vodone(code);
+    ktMsgFileClose(msgFp);
+    std::exit(code == 5 ? 0 : 1);
+}
+
+int voquiet(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i)
+        if (ktStrIcmp(argv[i], "-q") == 0) return 1;
+    return 0;
+}
+
+void voopen_msgfile() {
+    char path[KS_PATHMAX];
+    if (ksGetini("entgen.kmb", path) != KS_OK) {
+        char text[256];
+        std::snprintf(text, sizeof text,
+                      "Couldn't find message file %s in the local or ksKDIR directories", "entgen");
+        vomsg(4);
+        ktErrReport2("ENTGEN", KT_ERR_FATAL, text);
+        std::fflush(stdout);
+        voexit(4);
+    }
+    msgFp = ktMsgFileOpen("entgen", nullptr, nullptr, nullptr, nullptr);
+    if (std::strcmp(ktMsgStatic(msgFp, VOM_VERSION), "5.3.1") != 0) voreport(3, VOM_BADVERSION);
+}
+
+void vosinglerun() {
+    voloadproj();
+    voinitpa();
+    voexampass();
+    vomodel(vofindgr(vo->top));
+    if (vo->cmdl->writeini) vowritini();
+    voexit(5);
+}
+
+int volibraryrun() {
+    libname = vo->cmdl->name;
+    if (!qlm_library_exists(libname)) {
+        voreport(4, VOM_NOLIB, libname);
+        voexit(5);
+    }
+    qfm_file_loop(libname, 1, "*", "*", volibfile, nullptr);
+    if (vo->cmdl->writeini) vowritini();
+    // Each symbol replaced vocmdl.name; the library's own string is ours.
+    if (libname != vo->cmdl->name) vostfree(libname);
+    libname = nullptr;
+    vodatafree(vo);
+    return 0;
+}
+
+namespace {
+// True when a lower numbered version of the symbol exists in the library.
+bool lowerVersionExists(const char* base, long version) {
+    for (long i = 1; i < version; ++i) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%ld", i);
+        qfm_id* id = qfm_find_file(libname, 1, base, text);
+        bool found = qfm_id_file_exists(id);
+        qfm_free_id(id);
+        if (found) return true;
+    }
+    return false;
+}
+}  // namespace
+
+int volibfile(const char* file, void*) {
+    char base[KS_PATHMAX] = "", ext[KS_PATHMAX] = "";
+    ksParse(file, nullptr, nullptr, base, ext);
+    if (!ktStrIsnum(ext)) {
+        std::fputs(" \n", stdout);
+        voreport(3, VOM_BADEXT, libname, file);
+        return 0;
+    }
+    long version = 0;
+    std::sscanf(ext, "%ld", &version);
+    if (version > 1 && lowerVersionExists(base, version)) return 0;
+
+    // The library name is vocmdl.name itself; keep it while the name changes.
+    char* merged = vostcpy(q_merge_lib_comp(libname, file));
+    if (vo->cmdl->name != libname) vostfree(vo->cmdl->name);
+    vo->cmdl->name = merged;
+    char* outdir = chk_outdir(vo->cmdl->name, 0);
+    if (!outdir) voexit(4);
+    vostfree(vo->cmdl->outdir);
+    vo->cmdl->outdir = outdir;
+
+    voloadproj();
+    voinitpa();
+    voexampass();
+    vomodel(vofindgr(vo->top));
+    votest_translations();
+    vodump_translations();
+    vodone(5);
+    return 0;
+}

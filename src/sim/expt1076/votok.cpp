@@ -1,0 +1,198 @@
+// The token writer and the opening and closing of the output file. Each
+// piece of text goes to the stream at once, with one write and one error
+// test per piece: a full disk ends the run at the next token.
+#include "votok.h"
+
+#include <cstring>
+#include <string_view>
+
+#include "entgen_msg.h"
+#include "kspath.h"
+#include "kterr.h"
+#include "ktstr.h"
+#include "vgstruct.h"
+#include "vomain.h"
+
+FILE* voreplyin = stdin;
+FILE* voreplyout = stderr;
+
+namespace {
+// A reply line and its first word each fit this many characters.
+constexpr int kReplyMax = 80;
+
+[[noreturn]] void fatal(int number, const char* path = nullptr) {
+    // These count as fatal without going through the report's own level.
+    if (vo) ++vo->fatals;
+    std::snprintf(ViewLocation, sizeof ViewLocation, " ");
+    if (path) ktErrReportBuild(nullptr, ViewLocation, msgFp, number, path);
+    else ktErrReportBuild(nullptr, ViewLocation, msgFp, number);
+    voexit(4);
+}
+
+void checked(vofile* f) {
+    if (std::ferror(f->fp)) fatal(VOM_WRITEERR);
+}
+
+void breakLine(vofile* f) {
+    std::fputc('\n', f->fp);
+    checked(f);
+    f->column = 0;
+}
+
+void spaces(vofile* f, int n) {
+    if (n <= 0) return;
+    std::fprintf(f->fp, "%*s", n, "");
+    checked(f);
+    f->column += n;
+}
+
+void put(vofile* f, const char* text, int len) {
+    if (len <= 0) return;
+    std::fwrite(text, 1, static_cast<size_t>(len), f->fp);
+    checked(f);
+    f->column += len;
+}
+
+// Copies at most 255 characters of `text` into `out` (256 bytes), lower-cased.
+void lowerCopy(char* out, const char* text) {
+    ktStrncpyNullTerm(out, text, KS_PATHMAX);
+    ktStrLoc(out);
+}
+}  // namespace
+
+void votok(int mode, const char* text) {
+    vofile* f = vo ? vo->file : nullptr;
+    if (!f || !f->fp) fatal(VOM_NOOUTPUT);
+    if (!text) text = "";
+    const int len = static_cast<int>(std::strlen(text));
+    const int oldColumn = f->column;
+    constexpr int atColumn0 = VOTOK_WARNING | VOTOK_ERROR | VOTOK_COMMENT;
+
+    if ((mode & VOTOK_NLBEFORE) || ((mode & VOTOK_WRAP) && len + f->column > f->width) ||
+        ((mode & (atColumn0 | VOTOK_ICOMMENT)) && f->column != 0) ||
+        ((mode & VOTOK_TRAILING) && len + f->column + 4 > f->width))
+        breakLine(f);
+    if (mode & VOTOK_DEDENT) --f->level;
+
+    if (mode & atColumn0) {
+        // The comment starts where the line now stands: column 0.
+    } else if (mode & VOTOK_TRAILING) {
+        spaces(f, f->width - f->column - len - 2);
+    } else if (f->column == 0) {
+        spaces(f, f->level * f->unit + f->hang);
+    }
+
+    if (mode & (VOTOK_COMMENT | VOTOK_ICOMMENT | VOTOK_TRAILING)) put(f, "--", 2);
+    else if (mode & VOTOK_WARNING) put(f, "--WARNING: ", 11);
+    else if (mode & VOTOK_ERROR) put(f, "--ERROR: ", 9);
+
+    put(f, text, len);
+
+    if (mode & (VOTOK_WARNING | VOTOK_ERROR)) {
+        // Back to where the interrupted line stood.
+        breakLine(f);
+        spaces(f, oldColumn);
+    }
+    if (mode & VOTOK_NLAFTER) breakLine(f);
+    if (mode & VOTOK_INDENT) ++f->level;
+    if (mode & VOTOK_HANG) f->hang += len;
+    if (mode & VOTOK_UNHANG) f->hang = 0;
+}
+
+int vofopen(const char* base, const char* ext) {
+    vofile* f = vo->file;
+    if (f->fp) fatal(VOM_NOOUTPUT);
+    char b[KS_PATHMAX], e[KS_PATHMAX];
+    lowerCopy(b, base);
+    lowerCopy(e, ext);
+    char* path = vo->buf;
+    // A name too long for a path cannot be opened: say so with what we have.
+    if (ksMerge(path, nullptr, vo->cmdl ? vo->cmdl->outdir : nullptr, b, e) != KS_OK)
+        fatal(VOM_NOOPEN, b);
+
+    if (ksExists(path, KS_FILE) == KS_OK && !(vo->cmdl && vo->cmdl->overwrite) &&
+        !voGraphicsMode) {
+        ++vo->warnings;
+        std::snprintf(ViewLocation, sizeof ViewLocation, " ");
+        ktErrReportBuild(nullptr, ViewLocation, msgFp, VOM_EXISTS, path);
+        char question[KS_PATHMAX + 16];
+        std::snprintf(question, sizeof question, "Overwrite %s?", path);
+        char reply[KS_PATHMAX];
+        getreply(question, "No", reply, sizeof reply);
+        if (!equal(reply, "Yes")) return 0;
+    }
+
+    f->fp = std::fopen(path, "w");
+    vofilereset(f);
+    if (!f->fp) fatal(VOM_NOOPEN, path);
+    return 1;
+}
+
+void vofopenini(const char* base, const char* ext) {
+    vofile* f = vo->file;
+    if (f->fp) fatal(VOM_NOOUTPUT);
+    char b[KS_PATHMAX], e[KS_PATHMAX];
+    lowerCopy(b, base);
+    lowerCopy(e, ext);
+    char* path = vo->buf;
+    if (ksMerge(path, nullptr, nullptr, b, e) != KS_OK) fatal(VOM_NOOPEN, b);
+    f->fp = std::fopen(path, "w");
+    vofilereset(f);
+    if (!f->fp) fatal(VOM_NOOPEN, path);
+}
+
+void vofclose() {
+    vofile* f = vo ? vo->file : nullptr;
+    if (!f || !f->fp) return;
+    // Buffered text reaches the disk here; losing it is the same failure as a
+    // failed write.
+    bool failed = std::fflush(f->fp) != 0 || std::ferror(f->fp);
+    failed = std::fclose(f->fp) != 0 || failed;
+    f->fp = nullptr;
+    if (failed) fatal(VOM_WRITEERR);
+}
+
+void vofilereset(vofile* file) {
+    file->level = 0;
+    file->unit = 4;
+    file->hang = 0;
+    file->width = 76;
+    file->column = 0;
+}
+
+char* vomerge(const char* base, const char* ext) {
+    static char name[KS_PATHMAX];
+    if (ksMerge(name, nullptr, nullptr, base, ext) != KS_OK) ktStrncpyNullTerm(name, base, sizeof name);
+    return ktStrLoc(name);
+}
+
+char* getreply(const char* prompt, const char* dflt, char* out, int outlen) {
+    if (dflt && *dflt) std::fprintf(voreplyout, "%s[%s]: ", prompt, dflt);
+    else std::fprintf(voreplyout, "%s: ", prompt);
+    std::fflush(voreplyout);
+
+    char line[kReplyMax + 1];
+    char word[kReplyMax + 1] = "";
+    if (std::fgets(line, sizeof line, voreplyin)) {
+        // The rest of an over-long line is no part of the next answer.
+        if (!std::strchr(line, '\n')) {
+            int c;
+            while ((c = std::fgetc(voreplyin)) != EOF && c != '\n') {
+            }
+        }
+        std::sscanf(line, "%80s", word);
+    }
+    const char* answer = *word ? word : (dflt ? dflt : "");
+    if (outlen > 0) ktStrncpyNullTerm(out, answer, static_cast<size_t>(outlen));
+    return out;
+}
+
+int equal(const char* a, const char* b) {
+    for (; *a && *b; ++a, ++b) {
+        char x = *a, y = *b;
+        if (x >= 'a' && x <= 'z') x = static_cast<char>(x - 'a' + 'A');
+        if (y >= 'a' && y <= 'z') y = static_cast<char>(y - 'a' + 'A');
+        if (x != y) return 0;
+    }
+    return *a == '\0';
+}

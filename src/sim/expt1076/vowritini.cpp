@@ -1,0 +1,4 @@
+// Initialization file writer. Stand-in: writes nothing.
+#include "vowritini.h"
+
+void vowritini() {}

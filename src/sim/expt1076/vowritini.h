@@ -1,0 +1,4 @@
+// The writer of an initialization file with the run's findings.
+#pragma once
+
+void vowritini();

@@ -1,0 +1,53 @@
+#include "runprog.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+namespace {
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+}  // namespace
+
+RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args,
+                    const std::string& input, const std::vector<std::string>& env) {
+    const std::string in = dir + "/.stdin", out = dir + "/.stdout", err = dir + "/.stderr";
+    std::ofstream(in, std::ios::binary) << input;
+    pid_t pid = fork();
+    if (pid == 0) {
+        if (chdir(dir.c_str()) != 0) _exit(127);
+        int fi = open(in.c_str(), O_RDONLY);
+        int fo = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int fe = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(fi, 0);
+        dup2(fo, 1);
+        dup2(fe, 2);
+        setenv("KDIR", ENTGEN_SHARE_DIR, 1);
+        for (const std::string& e : env) putenv(strdup(e.c_str()));
+        std::vector<char*> argv;
+        argv.push_back(const_cast<char*>(ENTGEN_PROGRAM));
+        for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+        argv.push_back(nullptr);
+        execv(ENTGEN_PROGRAM, argv.data());
+        _exit(127);
+    }
+    int st = 0;
+    waitpid(pid, &st, 0);
+    RunResult r;
+    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
+    r.out = slurp(out);
+    r.err = slurp(err);
+    unlink(in.c_str());
+    unlink(out.c_str());
+    unlink(err.c_str());
+    return r;
+}

@@ -1,0 +1,16 @@
+// Runs the translator as a user would, in a directory of the test's, with
+// the answers to its questions on standard input.
+#pragma once
+#include <string>
+#include <vector>
+
+struct RunResult {
+    int status;  // exit status, or 128 + signal
+    std::string out;
+    std::string err;
+};
+
+// Runs the entgen program with `args` in `dir`; KDIR names the build's
+// support directory unless `env` sets it (entries "NAME=value").
+RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args,
+                    const std::string& input = "", const std::vector<std::string>& env = {});
