@@ -99,6 +99,12 @@ void ktMsgFileClose(ktMsgHandle* handle) {
     ktMemFree(h);
 }
 
+ktMsgHandle* ktMsgFile() {
+    static ktMsgHandle* own = nullptr;
+    if (!own) own = ktMsgFileOpen("ktlib", "ktlib", "5.0", "5.0.0", nullptr);
+    return own;
+}
+
 const char* ktMsgGetFilename(ktMsgHandle* handle) { return handle ? handle->name : nullptr; }
 
 char* ktMsgStaticVa(ktMsgHandle* handle, int number, va_list args) {

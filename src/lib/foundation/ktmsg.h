@@ -22,6 +22,8 @@ struct ktMsgHandle {
 ktMsgHandle* ktMsgFileOpen(const char* name, const char* app, const char* label,
                            const char* minver, const char* maxver);
 void ktMsgFileClose(ktMsgHandle* handle);
+// The foundation library's own message file, opened on first use.
+ktMsgHandle* ktMsgFile();
 const char* ktMsgGetFilename(ktMsgHandle* handle);
 char* ktMsgStatic(ktMsgHandle* handle, int number, ...);
 char* ktMsgStaticVa(ktMsgHandle* handle, int number, va_list args);
