@@ -19,7 +19,40 @@ char* ktStrCpy(const char* text) {
     return p;
 }
 
+char* ktStrAlloc(size_t size) { return static_cast<char*>(ktMemMalloc(size ? size : 1, "ktString")); }
+
 void ktStrFree(char* text) { ktMemFree(text); }
+
+char* ktStrCatAlloc(const char* a, const char* b) {
+    size_t la = std::strlen(a), lb = std::strlen(b);
+    char* p = ktStrAlloc(la + lb + 1);
+    std::memcpy(p, a, la);
+    std::memcpy(p + la, b, lb + 1);
+    return p;
+}
+
+char* ktStrTrimAlloc(const char* text) {
+    if (!text) return nullptr;
+    auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; };
+    const char* b = text;
+    while (*b && blank(*b)) ++b;
+    const char* e = b + std::strlen(b);
+    while (e > b && blank(e[-1])) --e;
+    char* p = ktStrAlloc(static_cast<size_t>(e - b) + 1);
+    std::memcpy(p, b, static_cast<size_t>(e - b));
+    p[e - b] = '\0';
+    return p;
+}
+
+char* ktStrOldCopy(const char* text) {
+    if (!text) return nullptr;
+    size_t n = std::strlen(text) + 1;
+    char* p = static_cast<char*>(ktMemMalloc(n, "ktStrCpy"));
+    std::memcpy(p, text, n);
+    return p;
+}
+
+void ktStrTerminate() {}
 
 int ktStrEqu(const char* a, const char* b) {
     if (a == b) return 1;

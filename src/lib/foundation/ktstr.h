@@ -5,7 +5,14 @@
 #include <cstddef>
 
 char* ktStrCpy(const char* text);
+// Room for `size` bytes, terminator included.
+char* ktStrAlloc(size_t size);
 void ktStrFree(char* text);
+char* ktStrCatAlloc(const char* a, const char* b);
+char* ktStrTrimAlloc(const char* text);
+// A copy on the general heap, released with ktMemFree.
+char* ktStrOldCopy(const char* text);
+void ktStrTerminate();
 int ktStrEqu(const char* a, const char* b);
 int ktStrIcmp(const char* a, const char* b);
 int ktStrNicmp(const char* a, const char* b, int count);
