@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+#include "kterr.h"
+#include "ktex.h"
 #include "ktmem.h"
 #include "ktstr.h"
 
@@ -63,6 +65,8 @@ uint32_t newBucketCount(uint32_t n) {
                 break;
             }
         if (!divisible) return n;
+        // Past the largest count: 0 tells the caller to keep its size.
+        if (n > 0xffffffffu - 2) return 0;
         n += 2;
     }
 }
@@ -148,7 +152,9 @@ void* ktSymDummy(void* key) {
 
 ktSym* ktSymCreate(uint32_t buckets, ktSymHashFn hash, ktSymEqualFn equal, ktSymCopyFn copy,
                    ktSymFreeFn free) {
-    if (buckets == 0) buckets = 1;
+    if (buckets == 0)
+        ktExThrow2(KT_EX_PRECOND, "ktSymCreate", KT_ERR_ERROR,
+                   "A symbol table needs at least one bucket.");
     auto* t = static_cast<ktSym*>(ktMemFlAlloc(sizeof(ktSym), "Hash Table"));
     *t = ktSym{hash, equal, nullptr, copy, free, nullptr, buckets, 0, nullptr, nullptr};
     t->slots = static_cast<ktSymEntry**>(ktMemCalloc(buckets, sizeof(ktSymEntry*), "Hash Slots"));

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "ktex.h"
 #include "ktstr.h"
 #include "tempdir.h"
 
@@ -86,6 +87,20 @@ TEST(TableGrowth, DynamicAppliesAtOnceAndGrowthReversesAChain) {
     EXPECT_EQ(loopOrder(tab.t), (std::vector<uintptr_t>{0, 7, 14}));
     ktSymStore(tab.t, word(21), word(21));
     EXPECT_EQ(loopOrder(tab.t), (std::vector<uintptr_t>{21, 0, 7, 14}));
+}
+
+TEST(TableGrowth, ZeroBucketsIsRefused) {
+    uint32_t tag = ktExCatch(
+        KT_EX_ALL,
+        [] {
+            ktSymCreate(0, ktSymPtrHash, ktSymPtrCmp, ktSymReturn, ktSymDummy);
+            return 0u;
+        },
+        [](uint32_t t, ktErrObject*) {
+            ktExSwallow();
+            return t;
+        });
+    EXPECT_EQ(tag, KT_EX_PRECOND);
 }
 
 TEST(TableOrder, BucketsAscendingNewestFirstWithinABucket) {
