@@ -23,6 +23,7 @@
 /* Symbol tables */
 
 /* Exceptions and exit */
+#define KTM_EXCATCHSIGNALS 1154 /* "Catch floating point exceptions, bus errors and segmentation violations, and report them as errors." */
 
 /* Formatted output */
 
@@ -31,6 +32,8 @@
 /* Regular expressions */
 
 /* Preferences and typed values */
+#define KTM_PREFUNKNOWN 1500 /* "[E] There is no option %s." */
+#define KTM_PREFDOUBLE 1502 /* "[E] Group %s already has an option named %s." */
 
 /* Buffered binary files */
 

@@ -1,11 +1,19 @@
 // Exceptions and the ways out of the program. A failure is thrown as a
 // tagged error record that travels up a chain of catch frames; the first
 // frame whose mask shares a bit with the tag takes it. With no such frame
-// the error is reported and the program ends with status 3.
+// the error is reported and the program ends with status 3. After
+// ktExInit, floating point exceptions, bus errors and segmentation
+// violations enter the same path. ktExit runs the exit handlers in their
+// order and the final memory checks; exit handlers exist only when
+// KT_MEMDBG or KT_PURIFY is set, so nothing that must happen at every end
+// of the program belongs in one.
 //
 // A catch frame lives in the catching function and is entered through
 // ktExCatch; the throw reaches it as a C++ exception, so destructors of
-// everything between the throw and the frame run.
+// everything between the throw and the frame run. The frame needs no jump
+// buffer: the unwinder finds it. A throw the unwinder can't carry (out of
+// a function declared not to throw, such as a fault inside a C library
+// call whose caller has destructors to run) ends as an uncaught one.
 #pragma once
 #include <cstdint>
 
@@ -33,9 +41,9 @@ struct ktExUnwind {
     ktExFrame* target;
 };
 
-extern ktExFrame* ktEx_StackV;   // innermost frame, or null
-extern uint32_t ktExTagV;        // tag in flight
-extern ktErrObject* ktExErrV;    // error in flight
+extern ktExFrame* ktEx_StackV;    // innermost frame, or null
+extern uint32_t ktExTagV;         // tag in flight
+extern ktErrObject* ktExErrV;     // error in flight
 extern void (*ktCleanupProcV)();  // run once before the program ends on an error
 extern char* ktCurrentBannerV;
 extern char* ktCurrentNameV;
@@ -48,8 +56,8 @@ const char* ktExTagText(uint32_t tag);
 
 [[noreturn]] void ktExThrow(uint32_t tag, ktErrObject* err);
 [[noreturn]] void ktExThrow2(uint32_t tag, const char* source, int severity, const char* text);
-[[noreturn]] void ktExThrowBuild(uint32_t tag, const char* source, ktMsgHandle* msgfile,
-                                 int number, ...);
+[[noreturn]] void ktExThrowBuild(uint32_t tag, const char* source, ktMsgHandle* msgfile, int number,
+                                 ...);
 
 // Forgets the error in flight: the handler of a frame that swallows it.
 void ktExSwallow();
@@ -76,6 +84,28 @@ auto ktExCatch(uint32_t mask, Body body, Handler handler) -> decltype(body()) {
 }
 
 void ktDummyProc();
+
+// Takes the program name from argv[0] and, unless the option
+// ex.catch_signals says no, catches SIGFPE, SIGBUS and SIGSEGV: a frame
+// that takes the tag resumes, and otherwise the signal is reported and the
+// program ends with status 3. `argc` is the address of the count, as
+// ktPrefParse takes it. Only the first call counts.
+void ktExInit(int* argc, char** argv);
+
+// Exit handlers: with an argument, or without. A function and argument are
+// kept once however often they are added. Order 0 runs first; message
+// files close at 85, ktMemFree and string releases run at 90.
+void ktOnExitAdd(void (*function)(void*), void* argument);
+void ktOnExitAdd(void (*function)());
+void ktOnExitRemove(void (*function)(void*), void* argument);
+void ktOnExitRemove(void (*function)());
+void ktOnExitSetOrder(void (*function)(void*), int order);
+void ktOnExitSetOrder(void (*function)(), int order);
+
+// Runs the exit handlers by ascending order, tears down the string pool
+// and the recycled list cells, makes the memory reports of the debug
+// allocator, and exits with `status`.
+[[noreturn]] void ktExit(int status);
 
 // Prints "<title> - V<version>; Wexcombe 5.3.2 (052595)" and the notice line
 // on standard output, and keeps the text in ktCurrentBannerV.

@@ -23,3 +23,5 @@ int ksMerge(char* out, const char* dev, const char* dir, const char* name, const
 int ksDnpath(char* dir, const char* level);
 int ksExists(const char* path, int kind);
 int ksCreate(const char* path, int kind);
+// Ends the process with a core dump; never returns.
+[[noreturn]] void ksCoreDump();
