@@ -30,12 +30,12 @@ enum Op : unsigned char {
     CLOSE = 30,   // CLOSE + n: group n ends here
 };
 
-constexpr size_t kHead = 3;           // opcode and 16-bit offset
+constexpr size_t kHead = 3;            // opcode and 16-bit offset
 constexpr size_t kMaxProgram = 32767;  // offsets must fit 15 bits
 // Recursion of the matcher grows with the text under a repeated group; past
 // this depth the expression is refused for the text rather than risking the
 // stack.
-constexpr int kMaxDepth = 20000;
+constexpr int kMaxDepth = 10000;
 
 // What a parsed piece is known to be.
 enum : int {
@@ -48,11 +48,17 @@ enum : int {
 constexpr const char kMeta[] = "^$.[()|?+*\\";
 constexpr size_t kNone = static_cast<size_t>(-1);
 
-[[noreturn]] void fail(const char* text) { ktExThrow2(KT_EX_FAIL, "ktRegexp", 0, text); }
+[[noreturn]] void fail(const char* text) {
+    ktExThrow2(KT_EX_FAIL, "ktRegexp", 0, text);
+}
 
-bool isRepeat(char c) { return c == '*' || c == '+' || c == '?'; }
+bool isRepeat(char c) {
+    return c == '*' || c == '+' || c == '?';
+}
 
-unsigned char opOf(const unsigned char* p) { return p[0]; }
+unsigned char opOf(const unsigned char* p) {
+    return p[0];
+}
 
 const unsigned char* nextOf(const unsigned char* p) {
     unsigned off = (static_cast<unsigned>(p[1]) << 8) | p[2];
@@ -60,12 +66,14 @@ const unsigned char* nextOf(const unsigned char* p) {
     return opOf(p) == BACK ? p - off : p + off;
 }
 
-const char* operandOf(const unsigned char* p) { return reinterpret_cast<const char*>(p + kHead); }
+const char* operandOf(const unsigned char* p) {
+    return reinterpret_cast<const char*>(p + kHead);
+}
 
 // The compiler. With `code` null it only counts bytes (the first pass).
 struct Compiler {
-    const char* parse;   // next character of the expression
-    int npar;            // next group number
+    const char* parse;    // next character of the expression
+    int npar;             // next group number
     unsigned char* code;  // the nodes, or null while measuring
     size_t size;          // bytes emitted or counted so far
 
@@ -136,8 +144,10 @@ size_t Compiler::reg(bool paren, int* flagp) {
     for (;;) {
         int flags;
         size_t br = branch(&flags);
-        if (ret == kNone) ret = br;
-        else tail(ret, br);
+        if (ret == kNone)
+            ret = br;
+        else
+            tail(ret, br);
         if (!(flags & HASWIDTH)) *flagp &= ~HASWIDTH;
         *flagp |= flags & SPSTART;
         if (*parse != '|') break;
@@ -167,8 +177,10 @@ size_t Compiler::branch(int* flagp) {
         int flags;
         size_t latest = piece(&flags);
         *flagp |= flags & HASWIDTH;
-        if (chain == kNone) *flagp |= flags & SPSTART;
-        else tail(chain, latest);
+        if (chain == kNone)
+            *flagp |= flags & SPSTART;
+        else
+            tail(chain, latest);
         chain = latest;
     }
     if (chain == kNone) node(NOTHING);
@@ -221,8 +233,10 @@ size_t Compiler::atom(int* flagp) {
     *flagp = WORST;
     char c = *parse++;
     switch (c) {
-        case '^': return node(BOL);
-        case '$': return node(EOL);
+        case '^':
+            return node(BOL);
+        case '$':
+            return node(EOL);
         case '.':
             *flagp |= HASWIDTH | SIMPLE;
             return node(ANY);
@@ -242,7 +256,8 @@ size_t Compiler::atom(int* flagp) {
             fail("internal urp");
         case '?':
         case '+':
-        case '*': fail("?+* follows nothing");
+        case '*':
+            fail("?+* follows nothing");
         case '\\': {
             if (*parse == '\0') fail("trailing \\");
             size_t ret = node(EXACTLY);
@@ -251,7 +266,9 @@ size_t Compiler::atom(int* flagp) {
             *flagp |= HASWIDTH | SIMPLE;
             return ret;
         }
-        default: --parse; return literal(flagp);
+        default:
+            --parse;
+            return literal(flagp);
     }
 }
 
@@ -309,8 +326,10 @@ void optimise(ktRegexp* prog) {
     const unsigned char* after = nextOf(first);
     if (!after || opOf(after) != END) return;
     const unsigned char* scan = first + kHead;
-    if (opOf(scan) == EXACTLY) prog->start = *operandOf(scan);
-    else if (opOf(scan) == BOL) prog->anchored = 1;
+    if (opOf(scan) == EXACTLY)
+        prog->start = *operandOf(scan);
+    else if (opOf(scan) == BOL)
+        prog->anchored = 1;
 
     // Every literal on the branch's own chain is part of any match.
     const char* longest = nullptr;
@@ -383,7 +402,8 @@ int Matcher::step(const unsigned char* scan) {
                 ++input;
                 break;
             case NOTHING:
-            case BACK: break;
+            case BACK:
+                break;
             case BRANCH: {
                 if (!next || opOf(next) != BRANCH) {
                     next = scan + kHead;  // one alternative: no choice to undo
@@ -412,7 +432,8 @@ int Matcher::step(const unsigned char* scan) {
                     --count;
                 }
             }
-            case END: return 1;
+            case END:
+                return 1;
             default:
                 if (op > OPEN && op < OPEN + KT_REGEXP_NSUB) {
                     const char* save = input;
@@ -438,7 +459,8 @@ size_t Matcher::repeat(const unsigned char* p) {
     const char* s = input;
     const char* set = operandOf(p);
     switch (opOf(p)) {
-        case ANY: return std::strlen(s);
+        case ANY:
+            return std::strlen(s);
         case EXACTLY:
             while (*s == *set) ++s;
             break;
@@ -448,7 +470,8 @@ size_t Matcher::repeat(const unsigned char* p) {
         case ANYBUT:
             while (*s != '\0' && !std::strchr(set, *s)) ++s;
             break;
-        default: fail("corrupted pointers");
+        default:
+            fail("corrupted pointers");
     }
     return static_cast<size_t>(s - input);
 }

@@ -3,7 +3,9 @@
 // lines of message sources. An expression compiles once into a program of
 // linked nodes that is never changed afterwards; the positions a match found
 // go into a record the caller supplies, so one program serves any number of
-// matches. Every fault is thrown with tag 2 from the source "ktRegexp".
+// matches. Every fault is thrown with tag 2 from the source "ktRegexp",
+// including a text so long that a repeated group would take the matcher
+// deeper than its limit (some ten thousand steps of nesting).
 //
 // Grammar: branches joined by `|`; pieces in sequence; an atom followed by
 // `*`, `+` or `?` (greedy); `(` `)` groups numbered 1 to 9 by their opening
@@ -22,11 +24,11 @@ constexpr unsigned char KT_REGEXP_MAGIC = 0234;
 // "ktRegexpT"). Each node is an opcode byte, a 16-bit big-endian offset to
 // the next node, and its operand; the list starts with a branch.
 struct ktRegexp {
-    char start;          // a character any match must begin with, or 0
-    char anchored;       // non-zero: a match can only begin at the text's start
-    const char* must;    // a literal any match must contain (inside the nodes), or null
-    uint32_t mustlen;    // its length
-    unsigned char magic;  // KT_REGEXP_MAGIC while the program is sound
+    char start;            // a character any match must begin with, or 0
+    char anchored;         // non-zero: a match can only begin at the text's start
+    const char* must;      // a literal any match must contain (inside the nodes), or null
+    uint32_t mustlen;      // its length
+    unsigned char magic;   // KT_REGEXP_MAGIC while the program is sound
     unsigned char* nodes;  // the node list, right behind this head
 };
 

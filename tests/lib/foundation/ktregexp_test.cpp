@@ -178,7 +178,8 @@ TEST(RegexpGroups, RepeatedGroupKeepsItsLastIteration) {
 TEST(RegexpGroups, NineGroupsWorkAndAFailedTryLeavesNothingBehind) {
     Regexp re("(a)(b)(c)(d)(e)(f)(g)(h)(i)");
     ASSERT_TRUE(re.exec("abcdefghi"));
-    for (int i = 1; i <= 9; ++i) EXPECT_EQ(re.group(i), std::string(1, static_cast<char>('a' + i - 1)));
+    for (int i = 1; i <= 9; ++i)
+        EXPECT_EQ(re.group(i), std::string(1, static_cast<char>('a' + i - 1)));
 
     Regexp part("(a)(b)c");
     ASSERT_TRUE(part.exec("abc"));
@@ -263,7 +264,8 @@ TEST(RegexpRepetition, LongTextsUnderSimpleAndGroupedRepetition) {
 TEST(RegexpRepetition, TooDeepABacktrackIsRefusedNotACrash) {
     std::string pairs;
     for (int i = 0; i < 50000; ++i) pairs += "ab";
-    EXPECT_EQ(thrownText([&] { matches("^(ab)*$", pairs.c_str()); }), "recursion too deep for text");
+    EXPECT_EQ(thrownText([&] { matches("^(ab)*$", pairs.c_str()); }),
+              "recursion too deep for text");
 }
 
 TEST(RegexpCompileErrors, EveryWordTheCompilerUses) {
