@@ -25,6 +25,7 @@
 /* Exceptions and exit */
 
 /* Formatted output */
+#define KTM_FMT_BADFORMAT 1600 /* "[E] Invalid format string '%s'." */
 
 /* Lists */
 

@@ -167,3 +167,10 @@ void ktErrReportBuild(ktErrStream* stream, const char* location, ktMsgHandle* ms
 void ktErrReport2(const char* app, int severity, const char* text) {
     ktErrReport(nullptr, ktErrCreate(nullptr, app, 0, severity, text));
 }
+
+char* ktErrLocationRoutine(const char* name) {
+    static char location[512];
+    if (!name || !*name) return nullptr;
+    std::snprintf(location, sizeof location, "in call to routine %s()", name);
+    return location;
+}

@@ -59,3 +59,7 @@ void ktErrReportBuild(ktErrStream* stream, const char* location, ktMsgHandle* ms
 void ktErrReportBuildVa(ktErrStream* stream, const char* location, ktMsgHandle* msgfile,
                         int number, va_list args);
 void ktErrReport2(const char* app, int severity, const char* text);
+
+// "in call to routine <name>()" in a buffer of 512 characters that the next
+// location call overwrites; null for a null or empty name.
+char* ktErrLocationRoutine(const char* name);
