@@ -133,12 +133,12 @@ struct Parse {
         return true;
     }
 
-    // Checks the directive matched at `at` and hands it on. Returns the
-    // callback's result, or -1 for a directive that breaks a rule.
-    int directive(const char* at, const ktRegexpMatch& m);
+    // Checks the directive matched at `at` and hands it on, leaving the
+    // callback's answer in `result`. False for a directive that breaks a rule.
+    bool directive(const char* at, const ktRegexpMatch& m, int* result);
 };
 
-int Parse::directive(const char* at, const ktRegexpMatch& m) {
+bool Parse::directive(const char* at, const ktRegexpMatch& m, int* result) {
     std::string text(at, m.endp[0]);
     std::string flags = groupText(m, kFlags);
     std::string conv = groupText(m, kConversion);
@@ -155,19 +155,19 @@ int Parse::directive(const char* at, const ktRegexpMatch& m) {
     bool numbered = position > 0 || width.positional() || precision.positional();
     bool plain = position < 0 || (width.star && !width.positional()) ||
                  (precision.star && !precision.positional());
-    if (numbered && plain) return -1;
+    if (numbered && plain) return false;
     int kind = numbered ? 2 : 1;
-    if (mode && mode != kind) return -1;
+    if (mode && mode != kind) return false;
     mode = kind;
     if (numbered) {
-        if (!usePosition(position)) return -1;
-        if (width.star && !usePosition(width.value)) return -1;
-        if (precision.star && !usePosition(precision.value)) return -1;
+        if (!usePosition(position)) return false;
+        if (width.star && !usePosition(width.value)) return false;
+        if (precision.star && !usePosition(precision.value)) return false;
     }
 
     char c = conv.back();
-    if (flags.find('#') != std::string::npos && !std::strchr("oxXeEfgG", c)) return -1;
-    if (hasPrecision && !std::strchr("diouxXeEfgGs", c)) return -1;
+    if (flags.find('#') != std::string::npos && !std::strchr("oxXeEfgG", c)) return false;
+    if (hasPrecision && !std::strchr("diouxXeEfgGs", c)) return false;
 
     int type = typeOfConversion(conv);
     if (width.star) type |= KT_SPFMT_STARWIDTH;
@@ -180,7 +180,8 @@ int Parse::directive(const char* at, const ktRegexpMatch& m) {
                   conv.c_str(), KT_SPFMT_DIRECTIVE,
                   position,     width.value,
                   prec,         type};
-    return callback(&d, data);
+    *result = callback(&d, data);
+    return true;
 }
 
 }  // namespace
@@ -214,8 +215,7 @@ int ktSpFmtParse(const char* format, ktSpFmtFunc callback, void* data) {
         }
         ktRegexpMatch m;
         if (!ktRegexpExec(prog, &m, p)) return parse.invalid(p);
-        result = parse.directive(p, m);
-        if (result == -1) return parse.invalid(p);
+        if (!parse.directive(p, m, &result)) return parse.invalid(p);
         if (result == 0) return 0;
         p = m.endp[0];
         run = p;
@@ -287,12 +287,12 @@ struct Output {
     size_t room() const { return count < size - 1 ? size - 1 - count : 0; }
 
     void append(const char* s, size_t n) {
-        std::memcpy(buf + count, s, n < room() ? n : room());
+        if (size_t r = room()) std::memcpy(buf + count, s, n < r ? n : r);
         count += n;
     }
 
     void fill(char c, size_t n) {
-        std::memset(buf + count, c, n < room() ? n : room());
+        if (size_t r = room()) std::memset(buf + count, c, n < r ? n : r);
         count += n;
     }
 };

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <memory>
 #include <string>
 
 #include "kterr.h"
@@ -10,36 +10,25 @@
 
 namespace {
 
-// A compiled expression with the record of its last match.
-class Regexp {
-public:
-    explicit Regexp(const char* expression) : prog_(ktRegexpCompile(expression)) {}
-    ~Regexp() { ktRegexpDestroy(prog_); }
-    Regexp(const Regexp&) = delete;
-    Regexp& operator=(const Regexp&) = delete;
-
-    bool exec(const char* text) {
-        text_ = text;
-        return ktRegexpExec(prog_, &match_, text) == 1;
+// "no match", or the entries of the match joined by '|', an unset entry as
+// "-", trailing unset entries left out: "abcd|a|bcd".
+std::string groups(const ktRegexp* prog, const char* text) {
+    ktRegexpMatch m;
+    if (!ktRegexpExec(prog, &m, text)) return "no match";
+    int last = KT_REGEXP_NSUB - 1;
+    while (last > 0 && !m.startp[last]) --last;
+    std::string out;
+    for (int i = 0; i <= last; ++i) {
+        if (i) out += '|';
+        out += m.startp[i] ? std::string(m.startp[i], m.endp[i]) : "-";
     }
-    // The text of an entry, or "(unset)" when the entry has no start.
-    std::string group(int i) const {
-        if (!match_.startp[i]) return "(unset)";
-        return std::string(match_.startp[i], match_.endp[i]);
-    }
-    long offset(int i) const { return match_.startp[i] - text_; }
-    ktRegexp* prog() { return prog_; }
-    const ktRegexpMatch& match() const { return match_; }
+    return out;
+}
 
-private:
-    ktRegexp* prog_;
-    ktRegexpMatch match_{};
-    const char* text_ = nullptr;
-};
-
-bool matches(const char* expression, const char* text) {
-    Regexp re(expression);
-    return re.exec(text);
+std::string groups(const char* expression, const char* text) {
+    std::unique_ptr<ktRegexp, void (*)(ktRegexp*)> prog{ktRegexpCompile(expression),
+                                                        ktRegexpDestroy};
+    return groups(prog.get(), text);
 }
 
 // The text of the error `body` threw with tag 2, or "(none)".
@@ -61,219 +50,140 @@ std::string compileError(const char* expression) {
     return thrownText([&] { ktRegexpDestroy(ktRegexpCompile(expression)); });
 }
 
-TEST(RegexpAnchors, CaretMeansTheTextsStartOnly) {
-    EXPECT_TRUE(matches("^ab", "abc"));
-    EXPECT_FALSE(matches("^ab", "cab"));
-    // Not a line start: the text after a newline is no start.
-    EXPECT_FALSE(matches("^ab", "x\nab"));
-    EXPECT_FALSE(matches("a^b", "a^b"));
-    EXPECT_TRUE(matches("a\\^b", "a^b"));
-}
-
-TEST(RegexpAnchors, DollarMeansTheTextsEnd) {
-    EXPECT_TRUE(matches("ab$", "cab"));
-    EXPECT_FALSE(matches("ab$", "abc"));
-    EXPECT_FALSE(matches("ab$", "ab\n"));
-    EXPECT_TRUE(matches("^$", ""));
-    EXPECT_FALSE(matches("^$", "x"));
-}
-
-TEST(RegexpAnchors, EmptyExpressionMatchesEmptyTextAtTheStart) {
-    Regexp re("");
-    ASSERT_TRUE(re.exec("abc"));
-    EXPECT_EQ(re.offset(0), 0);
-    EXPECT_EQ(re.group(0), "");
-    ASSERT_TRUE(re.exec(""));
-}
-
-TEST(RegexpAnchors, UnanchoredSearchTriesEveryPlaceUpToTheEnd) {
-    Regexp re("x*$");
-    ASSERT_TRUE(re.exec("abc"));
-    EXPECT_EQ(re.offset(0), 3);
-    Regexp first("b+");
-    ASSERT_TRUE(first.exec("abbcbbb"));
-    EXPECT_EQ(first.offset(0), 1);
-    EXPECT_EQ(first.group(0), "bb");
+TEST(RegexpAnchors, TextStartAndEndOnly) {
+    EXPECT_EQ(groups("^ab", "abc"), "ab");
+    EXPECT_EQ(groups("^ab", "cab"), "no match");
+    EXPECT_EQ(groups("^ab", "x\nab"), "no match");  // no line starts
+    EXPECT_EQ(groups("a^b", "a^b"), "no match");
+    EXPECT_EQ(groups("a\\^b", "a^b"), "a^b");
+    EXPECT_EQ(groups("ab$", "cab"), "ab");
+    EXPECT_EQ(groups("ab$", "ab\n"), "no match");
+    EXPECT_EQ(groups("^$", ""), "");
+    EXPECT_EQ(groups("^()", "abc"), "|");  // the empty expression matches anywhere
+    // The end of the text is a place to try: an empty match may lie there.
+    EXPECT_EQ(groups("(x*)$", "abc"), "|");
 }
 
 TEST(RegexpSets, RangesNegationAndLiteralBracketAndDash) {
-    EXPECT_TRUE(matches("^[a-cx]+$", "abcxcba"));
-    EXPECT_FALSE(matches("^[a-cx]+$", "abd"));
-    EXPECT_TRUE(matches("^[^0-9]+$", "abc"));
-    EXPECT_FALSE(matches("^[^0-9]+$", "ab1"));
-    EXPECT_TRUE(matches("^[]a]+$", "]a]"));
-    EXPECT_TRUE(matches("^[-a]+$", "-a-"));
-    EXPECT_TRUE(matches("^[a-]+$", "a-a"));
-    EXPECT_TRUE(matches("^[^]]$", "x"));
-    EXPECT_FALSE(matches("^[^]]$", "]"));
-    EXPECT_TRUE(matches("^[a-a]$", "a"));
-    // A backslash has no power inside a set.
-    EXPECT_TRUE(matches("^[\\n]+$", "\\n"));
-    // A negated set never takes the end of the text.
-    EXPECT_FALSE(matches("a[^b]", "a"));
-}
-
-TEST(RegexpSets, CaseCountsAndDotTakesAnyCharacter) {
-    EXPECT_FALSE(matches("abc", "ABC"));
-    EXPECT_TRUE(matches("^a.c$", "a\nc"));
-    EXPECT_FALSE(matches("^a.c$", "ac"));
-    EXPECT_TRUE(matches("^a\\.c$", "a.c"));
-    EXPECT_FALSE(matches("^a\\.c$", "abc"));
+    EXPECT_EQ(groups("[a-cx]+", "-abxcd"), "abxc");
+    EXPECT_EQ(groups("[^0-9]+", "12ab3"), "ab");
+    EXPECT_EQ(groups("^[]a]+", "]a]b"), "]a]");
+    EXPECT_EQ(groups("^[-a]+", "-a-b"), "-a-");
+    EXPECT_EQ(groups("^[a-]+", "a-ab"), "a-a");
+    EXPECT_EQ(groups("^[^]]", "]"), "no match");
+    EXPECT_EQ(groups("^[a-a]$", "a"), "a");
+    EXPECT_EQ(groups("^[\\n]+$", "\\n"), "\\n");  // no escapes inside a set
+    EXPECT_EQ(groups("a[^b]", "a"), "no match");  // a set never takes the end
+    EXPECT_EQ(groups("abc", "ABC"), "no match");
+    EXPECT_EQ(groups("^a.c", "a\nc"), "a\nc");
+    EXPECT_EQ(groups("a\\.c", "abc"), "no match");
 }
 
 TEST(RegexpAlternation, LeftmostBranchThatLeadsToAMatchWins) {
-    Regexp re("(a|ab)(c|bcd)");
-    ASSERT_TRUE(re.exec("abcd"));
-    EXPECT_EQ(re.group(1), "a");
-    EXPECT_EQ(re.group(2), "bcd");
-
-    Regexp late("^(x|xy|xyz)$");
-    ASSERT_TRUE(late.exec("xyz"));
-    EXPECT_EQ(late.group(1), "xyz");
-    EXPECT_TRUE(matches("^(cat|dog|)s$", "s"));
-    EXPECT_FALSE(matches("^(cat|dog)$", "cow"));
+    EXPECT_EQ(groups("(a|ab)(c|bcd)", "abcd"), "abcd|a|bcd");
+    EXPECT_EQ(groups("^(x|xy|xyz)$", "xyz"), "xyz|xyz");
+    EXPECT_EQ(groups("^(cat|dog|)s$", "s"), "s|");
+    EXPECT_EQ(groups("^(cat|dog)$", "cow"), "no match");
 }
 
-TEST(RegexpGroups, PositionsOfTheWholeMatchAndEachGroup) {
-    Regexp re("([a-z]+)=([0-9]*)");
-    ASSERT_TRUE(re.exec("  key=42;"));
-    EXPECT_EQ(re.offset(0), 2);
-    EXPECT_EQ(re.group(0), "key=42");
-    EXPECT_EQ(re.offset(1), 2);
-    EXPECT_EQ(re.group(1), "key");
-    EXPECT_EQ(re.offset(2), 6);
-    EXPECT_EQ(re.group(2), "42");
-    EXPECT_EQ(re.match().startp[3], nullptr);
-}
-
-TEST(RegexpGroups, GroupOutsideTheMatchIsUnsetAndEmptyGroupGivesNothing) {
-    Regexp re("^(a)|(b)(x*)$");
-    ASSERT_TRUE(re.exec("b"));
-    EXPECT_EQ(re.group(1), "(unset)");
-    EXPECT_EQ(re.match().endp[1], nullptr);
-    EXPECT_EQ(re.group(2), "b");
-    EXPECT_EQ(re.group(3), "");
+TEST(RegexpGroups, PositionsUnsetAndEmptyGroups) {
+    ktRegexp* prog = ktRegexpCompile("([a-z]+)=([0-9]*)|(b)(x*)");
+    ktRegexpMatch m;
+    const char* text = "  key=;";
+    ASSERT_EQ(ktRegexpExec(prog, &m, text), 1);
+    EXPECT_EQ(m.startp[0], text + 2);
+    EXPECT_EQ(m.endp[1], text + 5);
+    EXPECT_EQ(m.startp[2], text + 6);
+    EXPECT_EQ(m.startp[3], nullptr);
 
     char out[8] = "junk";
-    EXPECT_EQ(ktRegexpGetMatch(&re.match(), 1, out, sizeof out), 0);
+    EXPECT_EQ(ktRegexpGetMatch(&m, 3, out, sizeof out), 0);  // took no part
     EXPECT_STREQ(out, "");
-    std::strcpy(out, "junk");
-    EXPECT_EQ(ktRegexpGetMatch(&re.match(), 3, out, sizeof out), 0);
-    EXPECT_STREQ(out, "");
-    EXPECT_EQ(ktRegexpGetMatch(&re.match(), 2, out, sizeof out), 1);
-    EXPECT_STREQ(out, "b");
-    EXPECT_EQ(ktRegexpGetMatch(&re.match(), 10, out, sizeof out), 0);
-    EXPECT_EQ(ktRegexpGetMatch(&re.match(), -1, out, sizeof out), 0);
+    EXPECT_EQ(ktRegexpGetMatch(&m, 2, out, sizeof out), 0);  // matched empty
+    EXPECT_EQ(ktRegexpGetMatch(&m, 1, out, sizeof out), 1);
+    EXPECT_STREQ(out, "key");
+    EXPECT_EQ(ktRegexpGetMatch(&m, 10, out, sizeof out), 0);
+    EXPECT_EQ(groups(prog, "b"), "b|-|-|b|");
+    ktRegexpDestroy(prog);
 }
 
 TEST(RegexpGroups, RepeatedGroupKeepsItsLastIteration) {
-    Regexp re("^(a|b)+$");
-    ASSERT_TRUE(re.exec("aab"));
-    EXPECT_EQ(re.group(1), "b");
-    Regexp digits("^([0-9])*x");
-    ASSERT_TRUE(digits.exec("123x"));
-    EXPECT_EQ(digits.group(1), "3");
+    EXPECT_EQ(groups("^(a|b)+$", "aab"), "aab|b");
+    EXPECT_EQ(groups("^([0-9])*x", "123x"), "123x|3");
+    EXPECT_EQ(groups("^((a)|b)*$", "ab"), "ab|b|a");
 }
 
-TEST(RegexpGroups, NineGroupsWorkAndAFailedTryLeavesNothingBehind) {
-    Regexp re("(a)(b)(c)(d)(e)(f)(g)(h)(i)");
-    ASSERT_TRUE(re.exec("abcdefghi"));
-    for (int i = 1; i <= 9; ++i)
-        EXPECT_EQ(re.group(i), std::string(1, static_cast<char>('a' + i - 1)));
-
-    Regexp part("(a)(b)c");
-    ASSERT_TRUE(part.exec("abc"));
-    ASSERT_FALSE(part.exec("abd"));
-    for (int i = 0; i < KT_REGEXP_NSUB; ++i) {
-        EXPECT_EQ(part.match().startp[i], nullptr) << i;
-        EXPECT_EQ(part.match().endp[i], nullptr) << i;
-    }
+TEST(RegexpGroups, NineGroupsAndNothingLeftByAFailure) {
+    EXPECT_EQ(groups("(a)(b)(c)(d)(e)(f)(g)(h)(i)", "abcdefghi"), "abcdefghi|a|b|c|d|e|f|g|h|i");
+    ktRegexp* prog = ktRegexpCompile("(a)(b)c");
+    ktRegexpMatch m;
+    ASSERT_EQ(ktRegexpExec(prog, &m, "abc"), 1);
+    ASSERT_EQ(ktRegexpExec(prog, &m, "abd"), 0);
+    for (int i = 0; i < KT_REGEXP_NSUB; ++i) EXPECT_TRUE(!m.startp[i] && !m.endp[i]) << i;
+    ktRegexpDestroy(prog);
 }
 
 TEST(RegexpGroups, OneProgramServesSeveralMatchRecords) {
-    Regexp re("([0-9]+)");
-    ktRegexpMatch first{}, second{};
+    ktRegexp* prog = ktRegexpCompile("([0-9]+)");
+    ktRegexpMatch first, second;
     const char* a = "ab12";
     const char* b = "345";
-    ASSERT_EQ(ktRegexpExec(re.prog(), &first, a), 1);
-    ASSERT_EQ(ktRegexpExec(re.prog(), &second, b), 1);
+    ASSERT_EQ(ktRegexpExec(prog, &first, a), 1);
+    ASSERT_EQ(ktRegexpExec(prog, &second, b), 1);
     EXPECT_EQ(first.startp[1], a + 2);
     EXPECT_EQ(second.startp[1], b);
-    EXPECT_EQ(ktRegexpExec(re.prog(), nullptr, "x9"), 1);
-    EXPECT_EQ(ktRegexpExec(re.prog(), nullptr, "xy"), 0);
+    EXPECT_EQ(ktRegexpExec(prog, nullptr, "xy"), 0);
+    ktRegexpDestroy(prog);
 }
 
 TEST(RegexpGetMatch, CutsToTheBufferAndSaysSo) {
-    Regexp re("b.*");
-    ASSERT_TRUE(re.exec("abcdefg"));
+    ktRegexp* prog = ktRegexpCompile("b.*");
+    ktRegexpMatch m;
+    ASSERT_EQ(ktRegexpExec(prog, &m, "abcdefg"), 1);
     char out[8];
-    EXPECT_EQ(ktRegexpGetMatch(&re.match(), 0, out, 4), -1);
+    EXPECT_EQ(ktRegexpGetMatch(&m, 0, out, 4), -1);
     EXPECT_STREQ(out, "bcd");
-    EXPECT_EQ(ktRegexpGetMatch(&re.match(), 0, out, 6), -1);
-    EXPECT_STREQ(out, "bcdef");
-    EXPECT_EQ(ktRegexpGetMatch(&re.match(), 0, out, 7), 1);
+    EXPECT_EQ(ktRegexpGetMatch(&m, 0, out, 6), -1);
+    EXPECT_EQ(ktRegexpGetMatch(&m, 0, out, 7), 1);
     EXPECT_STREQ(out, "bcdefg");
-    EXPECT_EQ(ktRegexpGetMatch(&re.match(), 0, out, 8), 1);
-    EXPECT_EQ(ktRegexpGetMatch(&re.match(), 0, out, 1), -1);
+    EXPECT_EQ(ktRegexpGetMatch(&m, 0, out, 1), -1);
     EXPECT_STREQ(out, "");
+    ktRegexpDestroy(prog);
 }
 
 TEST(RegexpRepetition, GreedyButGivesBackForTheRest) {
-    Regexp re("^(a*)(a)b$");
-    ASSERT_TRUE(re.exec("aaab"));
-    EXPECT_EQ(re.group(1), "aa");
-    Regexp dots("^(.*)x(.*)$");
-    ASSERT_TRUE(dots.exec("axbxc"));
-    EXPECT_EQ(dots.group(1), "axb");
-    EXPECT_EQ(dots.group(2), "c");
-    Regexp plus("^([ab]+)(b+)$");
-    ASSERT_TRUE(plus.exec("abbb"));
-    EXPECT_EQ(plus.group(1), "abb");
-    EXPECT_EQ(plus.group(2), "b");
+    EXPECT_EQ(groups("^(a*)(a)b$", "aaab"), "aaab|aa|a");
+    EXPECT_EQ(groups("^(.*)x(.*)$", "axbxc"), "axbxc|axb|c");
+    EXPECT_EQ(groups("^([ab]+)(b+)$", "abbb"), "abbb|abb|b");
+    EXPECT_EQ(groups("^(a|bc)*d$", "abcabcd"), "abcabcd|bc");
+    EXPECT_EQ(groups("^(ab)?c$", "ababc"), "no match");
+    EXPECT_EQ(groups("^(ab)+$", ""), "no match");
+    EXPECT_EQ(groups("^(a*)?b$", "b"), "b|");  // `?` may take what can be empty
 }
 
 TEST(RegexpRepetition, OperatorAppliesToTheLastCharacterOfALiteral) {
-    EXPECT_TRUE(matches("^abc*$", "ab"));
-    EXPECT_TRUE(matches("^abc*$", "abccc"));
-    EXPECT_FALSE(matches("^abc*$", "abcabc"));
-    EXPECT_TRUE(matches("^(abc)*$", "abcabc"));
-    EXPECT_TRUE(matches("^ab?c$", "ac"));
-    EXPECT_FALSE(matches("^ab+c$", "ac"));
+    EXPECT_EQ(groups("^abc*$", "ab"), "ab");
+    EXPECT_EQ(groups("^abc*$", "abcabc"), "no match");
+    EXPECT_EQ(groups("^(abc)*$", "abcabc"), "abcabc|abc");
+    EXPECT_EQ(groups("^ab?c$", "ac"), "ac");
+    EXPECT_EQ(groups("^ab+c$", "ac"), "no match");
 }
 
-TEST(RegexpRepetition, OptionalAndRepeatedGroups) {
-    EXPECT_TRUE(matches("^(ab)?c$", "c"));
-    EXPECT_TRUE(matches("^(ab)?c$", "abc"));
-    EXPECT_FALSE(matches("^(ab)?c$", "ababc"));
-    EXPECT_TRUE(matches("^(ab)+$", "ababab"));
-    EXPECT_FALSE(matches("^(ab)+$", ""));
-    EXPECT_TRUE(matches("^(a|bc)*d$", "abcabcd"));
-    // An operand that may be empty is fine for `?`.
-    EXPECT_TRUE(matches("^(a*)?b$", "b"));
-}
-
-TEST(RegexpRepetition, LongTextsUnderSimpleAndGroupedRepetition) {
+TEST(RegexpRepetition, LongTextsAndTheDepthLimit) {
     std::string text(100000, 'a');
-    EXPECT_TRUE(matches("^a*$", text.c_str()));
-    EXPECT_FALSE(matches("^a*b", text.c_str()));
+    EXPECT_EQ(groups("^a*b", text.c_str()), "no match");
     std::string pairs;
     for (int i = 0; i < 1000; ++i) pairs += "ab";
-    EXPECT_TRUE(matches("^(ab)*$", pairs.c_str()));
-}
-
-TEST(RegexpRepetition, TooDeepABacktrackIsRefusedNotACrash) {
-    std::string pairs;
-    for (int i = 0; i < 50000; ++i) pairs += "ab";
-    EXPECT_EQ(thrownText([&] { matches("^(ab)*$", pairs.c_str()); }),
-              "recursion too deep for text");
+    EXPECT_EQ(groups("^(ab)*$", pairs.c_str()), pairs + "|ab");
+    for (int i = 0; i < 20000; ++i) pairs += "ab";
+    EXPECT_EQ(thrownText([&] { groups("^(ab)*$", pairs.c_str()); }), "recursion too deep for text");
 }
 
 TEST(RegexpCompileErrors, EveryWordTheCompilerUses) {
     EXPECT_EQ(compileError(nullptr), "NULL argument");
     EXPECT_EQ(compileError("(a)(b)(c)(d)(e)(f)(g)(h)(i)(j)"), "too many ()");
-    EXPECT_EQ(compileError("(ab"), "unmatched ()");
-    EXPECT_EQ(compileError("ab)"), "unmatched ()");
     EXPECT_EQ(compileError("((a)"), "unmatched ()");
+    EXPECT_EQ(compileError("ab)"), "unmatched ()");
     EXPECT_EQ(compileError("(a*)*"), "*+ operand could be empty");
     EXPECT_EQ(compileError("()+"), "*+ operand could be empty");
     EXPECT_EQ(compileError("^*"), "*+ operand could be empty");
@@ -286,132 +196,81 @@ TEST(RegexpCompileErrors, EveryWordTheCompilerUses) {
     EXPECT_EQ(compileError("a|?"), "?+* follows nothing");
     EXPECT_EQ(compileError("(+)"), "?+* follows nothing");
     EXPECT_EQ(compileError("ab\\"), "trailing \\");
-}
-
-TEST(RegexpCompileErrors, ProgramSizeLimit) {
-    // Each literal run of n characters costs a node head, n bytes and a
-    // terminator; the whole program must stay under 32767 bytes.
-    std::string big(32760, 'a');
-    EXPECT_EQ(compileError(big.c_str()), "regexp too big");
-    std::string fits(32000, 'a');
-    EXPECT_EQ(compileError(fits.c_str()), "(none)");
-    std::string many;
-    for (int i = 0; i < 11000; ++i) many += ".";
-    EXPECT_EQ(compileError(many.c_str()), "regexp too big");
+    // A literal of n characters takes n + 10 bytes with its branch and end.
+    EXPECT_EQ(compileError(std::string(32757, 'a').c_str()), "regexp too big");
+    EXPECT_EQ(compileError(std::string(32756, 'a').c_str()), "(none)");
 }
 
 TEST(RegexpExecErrors, NullsAndDamagedPrograms) {
     EXPECT_EQ(thrownText([] { ktRegexpExec(nullptr, nullptr, "a"); }), "NULL parameter");
-    Regexp re("a*");
-    EXPECT_EQ(thrownText([&] { ktRegexpExec(re.prog(), nullptr, nullptr); }), "NULL parameter");
-
-    re.prog()->magic = 0;
-    EXPECT_EQ(thrownText([&] { re.exec("a"); }), "corrupted program");
-    re.prog()->magic = KT_REGEXP_MAGIC;
-    ASSERT_TRUE(re.exec("aa"));
-
+    ktRegexp* star = ktRegexpCompile("a*");
+    EXPECT_EQ(thrownText([&] { ktRegexpExec(star, nullptr, nullptr); }), "NULL parameter");
+    star->magic = 0;
+    EXPECT_EQ(thrownText([&] { groups(star, "a"); }), "corrupted program");
+    star->magic = KT_REGEXP_MAGIC;
     // Nodes of "a*": branch at 0, star at 3 with its operand at 6, end.
-    ASSERT_EQ(re.prog()->nodes[3], 10);
-    re.prog()->nodes[6] = 9;
-    EXPECT_EQ(thrownText([&] { re.exec("a"); }), "corrupted pointers");
-    re.prog()->nodes[3] = 99;
-    EXPECT_EQ(thrownText([&] { re.exec("a"); }), "internal foulup");
+    ASSERT_EQ(star->nodes[3], 10);
+    star->nodes[6] = 9;
+    EXPECT_EQ(thrownText([&] { groups(star, "a"); }), "corrupted pointers");
+    star->nodes[3] = 99;
+    EXPECT_EQ(thrownText([&] { groups(star, "a"); }), "internal foulup");
+    ktRegexpDestroy(star);
 
     // Nodes of "ab": branch at 0, literal at 3; cut the literal's link.
-    Regexp cut("ab");
-    ASSERT_EQ(cut.prog()->nodes[3], 8);
-    cut.prog()->nodes[4] = cut.prog()->nodes[5] = 0;
-    EXPECT_EQ(thrownText([&] { cut.exec("ab"); }), "memory corruption");
+    ktRegexp* cut = ktRegexpCompile("ab");
+    ASSERT_EQ(cut->nodes[3], 8);
+    cut->nodes[4] = cut->nodes[5] = 0;
+    EXPECT_EQ(thrownText([&] { groups(cut, "ab"); }), "memory corruption");
+    ktRegexpDestroy(cut);
 }
 
-TEST(RegexpPrograms, StartCharacterAnchorAndMustText) {
-    Regexp lit("xy[0-9]");
-    EXPECT_EQ(lit.prog()->start, 'x');
-    EXPECT_EQ(lit.prog()->anchored, 0);
-    Regexp anchored("^ab");
-    EXPECT_NE(anchored.prog()->anchored, 0);
-    Regexp must("[0-9]*define[ ]+(x)");
-    ASSERT_NE(must.prog()->must, nullptr);
-    EXPECT_STREQ(must.prog()->must, "define");
-    EXPECT_EQ(must.prog()->mustlen, 6u);
-    Regexp alternatives("ab|cd");
-    EXPECT_EQ(alternatives.prog()->start, 0);
-    EXPECT_EQ(alternatives.prog()->must, nullptr);
-    // The shortcuts must not hide a match.
-    EXPECT_TRUE(must.exec("12define  x"));
-    EXPECT_TRUE(lit.exec("xxy5"));
-    EXPECT_TRUE(alternatives.exec("xcd"));
+TEST(RegexpPrograms, ShortcutsAreSetAndHideNoMatch) {
+    ktRegexp* lit = ktRegexpCompile("xy[0-9]");
+    EXPECT_EQ(lit->start, 'x');
+    EXPECT_EQ(groups(lit, "xxy5"), "xy5");
+    ktRegexp* must = ktRegexpCompile("[0-9]*define[ ]+(x)");
+    EXPECT_STREQ(must->must, "define");
+    EXPECT_EQ(must->mustlen, 6u);
+    EXPECT_EQ(groups(must, "12define  x"), "12define  x|x");
+    ktRegexp* anchored = ktRegexpCompile("^a|b");
+    EXPECT_EQ(anchored->anchored, 0);  // only one of two branches is anchored
+    EXPECT_EQ(groups(anchored, "cb"), "b");
+    for (ktRegexp* p : {lit, must, anchored}) ktRegexpDestroy(p);
 }
 
 // The patterns the library itself lives on.
 TEST(RegexpLibraryPatterns, VersionNumbers) {
-    Regexp re("^([0-9]+)\\.([0-9]+)\\.([0-9]+)$");
-    ASSERT_TRUE(re.exec("5.3.12"));
-    EXPECT_EQ(re.group(1), "5");
-    EXPECT_EQ(re.group(2), "3");
-    EXPECT_EQ(re.group(3), "12");
-    EXPECT_FALSE(re.exec("5.3"));
-    EXPECT_FALSE(re.exec("5.3.1.0"));
-    EXPECT_FALSE(re.exec("5x3.1"));
-    EXPECT_FALSE(re.exec(" 5.3.1"));
-    EXPECT_FALSE(re.exec("5..1"));
+    const char* version = "^([0-9]+)\\.([0-9]+)\\.([0-9]+)$";
+    EXPECT_EQ(groups(version, "5.3.12"), "5.3.12|5|3|12");
+    for (const char* bad : {"5.3", "5.3.1.0", "5x3.1", " 5.3.1", "5..1"})
+        EXPECT_EQ(groups(version, bad), "no match") << bad;
 }
 
 TEST(RegexpLibraryPatterns, MessageSourceLines) {
-    Regexp re(
-        "^#[ \t]*define[ \t]+[_a-zA-Z][_a-zA-Z0-9]*[ \t]+(-([12])|([0-9]+))[ \t]+/\\*[ \t]*\"");
-    ASSERT_TRUE(re.exec("#define KTM_APPLICATION -1 /* \"ktlib\" */"));
-    EXPECT_EQ(re.group(1), "-1");
-    EXPECT_EQ(re.group(2), "1");
-    EXPECT_EQ(re.group(3), "(unset)");
-    ASSERT_TRUE(re.exec("#\tdefine\t_M2\t1600\t/*\t\"[E] text %s\" */"));
-    EXPECT_EQ(re.group(2), "(unset)");
-    EXPECT_EQ(re.group(3), "1600");
-    ASSERT_TRUE(re.exec("# define V 0 /*\"5.3.2\" */"));
-    EXPECT_EQ(re.group(3), "0");
-
-    EXPECT_FALSE(re.exec("#define KTM_X -3 /* \"x\" */"));
-    EXPECT_FALSE(re.exec("#define 9X 12 /* \"x\" */"));
-    EXPECT_FALSE(re.exec(" #define X 12 /* \"x\" */"));
-    EXPECT_FALSE(re.exec("#define X 12 // \"x\""));
-    EXPECT_FALSE(re.exec("#define X 12 /* x */"));
-    EXPECT_FALSE(re.exec("#defineX 12 /* \"x\" */"));
+    const char* line =
+        "^#[ \t]*define[ \t]+[_a-zA-Z][_a-zA-Z0-9]*[ \t]+(-([12])|([0-9]+))[ \t]+/\\*[ \t]*\"";
+    EXPECT_EQ(groups(line, "#define KTM_APPLICATION -1 /* \"ktlib\" */"),
+              "#define KTM_APPLICATION -1 /* \"|-1|1");
+    EXPECT_EQ(groups(line, "#\tdefine\t_M2\t1600\t/*\t\"[E] %s\" */"),
+              "#\tdefine\t_M2\t1600\t/*\t\"|1600|-|1600");
+    EXPECT_EQ(groups(line, "# define V 0 /*\"5.3.2\" */"), "# define V 0 /*\"|0|-|0");
+    for (const char* bad :
+         {"#define KTM_X -3 /* \"x\" */", "#define 9X 12 /* \"x\" */", " #define X 12 /* \"x\" */",
+          "#define X 12 // \"x\"", "#define X 12 /* x */", "#defineX 12 /* \"x\" */"})
+        EXPECT_EQ(groups(line, bad), "no match") << bad;
 }
 
 TEST(RegexpLibraryPatterns, FormatDirectives) {
-    Regexp re(
+    const char* directive =
         "^%(([1-9][0-9]?)\\$)?([-+ #0]*)?([0-9]*|\\*|\\*[1-9][0-9]?\\$)?"
-        "(\\.([0-9]*|\\*|\\*[1-9][0-9]?\\$))?([hlL]?[diouxX]|[hl]n|l?[eEfgG]|[csp])");
-    ASSERT_TRUE(re.exec("%12$-08.3ldrest"));
-    EXPECT_EQ(re.group(0), "%12$-08.3ld");
-    EXPECT_EQ(re.group(2), "12");
-    EXPECT_EQ(re.group(3), "-0");
-    EXPECT_EQ(re.group(4), "8");
-    EXPECT_EQ(re.group(6), "3");
-    EXPECT_EQ(re.group(7), "ld");
-
-    // `*` alone, then `*` with a position: the alternatives are tried in turn.
-    ASSERT_TRUE(re.exec("%*2$.*3$Lx"));
-    EXPECT_EQ(re.group(4), "*2$");
-    EXPECT_EQ(re.group(6), "*3$");
-    EXPECT_EQ(re.group(7), "Lx");
-    ASSERT_TRUE(re.exec("%*.*f"));
-    EXPECT_EQ(re.group(4), "*");
-    EXPECT_EQ(re.group(6), "*");
-    ASSERT_TRUE(re.exec("%.s"));
-    EXPECT_EQ(re.group(5), ".");
-    EXPECT_EQ(re.group(6), "");
-    ASSERT_TRUE(re.exec("%hn"));
-    EXPECT_EQ(re.group(1), "(unset)");
-
-    EXPECT_FALSE(re.exec("%0$d"));
-    EXPECT_FALSE(re.exec("%100$d"));
-    EXPECT_FALSE(re.exec("%Ln"));
-    EXPECT_FALSE(re.exec("%Lf"));
-    EXPECT_FALSE(re.exec("%ls"));
-    EXPECT_FALSE(re.exec("%q"));
-    EXPECT_FALSE(re.exec("%5"));
-    EXPECT_FALSE(re.exec("x%d"));
+        "(\\.([0-9]*|\\*|\\*[1-9][0-9]?\\$))?([hlL]?[diouxX]|[hl]n|l?[eEfgG]|[csp])";
+    EXPECT_EQ(groups(directive, "%12$-08.3ldrest"), "%12$-08.3ld|12$|12|-0|8|.3|3|ld");
+    // `*` alone fails the conversion, so `*` with a position is tried next.
+    EXPECT_EQ(groups(directive, "%*2$.*3$Lx"), "%*2$.*3$Lx|-|-||*2$|.*3$|*3$|Lx");
+    EXPECT_EQ(groups(directive, "%*.*f"), "%*.*f|-|-||*|.*|*|f");
+    EXPECT_EQ(groups(directive, "%.s"), "%.s|-|-|||.||s");
+    for (const char* bad : {"%0$d", "%100$d", "%n", "%Ln", "%Lf", "%ls", "%q", "%5", "x%d"})
+        EXPECT_EQ(groups(directive, bad), "no match") << bad;
 }
 
 }  // namespace
