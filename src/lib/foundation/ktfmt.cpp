@@ -463,35 +463,35 @@ void Formatter::padded(const char* s, size_t n, int width, bool left) {
 // The directive rebuilt without its position and with the actual amounts,
 // converted by snprintf directly into the remaining room.
 void Formatter::platform(const ktSpFmtDesc* d, int width, int precision, const Arg& v) {
-    std::string spec = "%";
-    if (d->flags) spec += d->flags;
+    std::string rebuilt = "%";
+    if (d->flags) rebuilt += d->flags;
     std::string conv = d->conv;
     if (conv == "p") {
-        spec += '#';  // a pointer shows as 0x and hexadecimal digits
+        rebuilt += '#';  // a pointer shows as 0x and hexadecimal digits
         conv = "lx";
     } else if (conv[0] == 'l' && std::strchr("eEfgG", conv[1])) {
         conv.erase(0, 1);
     }
-    if (width > 0) spec += std::to_string(width);
-    if (precision >= 0) spec += "." + std::to_string(precision);
-    spec += conv;
+    if (width > 0) rebuilt += std::to_string(width);
+    if (precision >= 0) rebuilt += "." + std::to_string(precision);
+    rebuilt += conv;
 
     size_t room = out.room() ? out.size - out.count : 0;
     char* dst = room ? out.buf + out.count : nullptr;
     int n;
     switch (d->type & ~kStarBits) {
         case KT_SPFMT_LONG:
-            n = std::snprintf(dst, room, spec.c_str(), static_cast<long>(v.i));
+            n = std::snprintf(dst, room, rebuilt.c_str(), static_cast<long>(v.i));
             break;
         case KT_SPFMT_DOUBLE:
-            n = std::snprintf(dst, room, spec.c_str(), v.d);
+            n = std::snprintf(dst, room, rebuilt.c_str(), v.d);
             break;
         case KT_SPFMT_POINTER:
-            n = std::snprintf(dst, room, spec.c_str(),
+            n = std::snprintf(dst, room, rebuilt.c_str(),
                               static_cast<unsigned long>(reinterpret_cast<uintptr_t>(v.p)));
             break;
         default:
-            n = std::snprintf(dst, room, spec.c_str(), static_cast<int>(v.i));
+            n = std::snprintf(dst, room, rebuilt.c_str(), static_cast<int>(v.i));
             break;
     }
     if (n < 0) {

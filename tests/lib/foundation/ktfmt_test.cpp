@@ -244,14 +244,14 @@ TEST(FormatConversions, CountsStoredAsShortOrLongAndGoOnPastACut) {
 
 TEST(FormatConversions, SixtyFourBitIntegersAgreeWithThePlatform) {
     const int64_t values[] = {0, 1, -1, 255, -255, 1234567890123LL, INT64_MAX, INT64_MIN};
-    const char* specs[] = {"",  "+",   " ",     "-8",  "08", "+08", "20", ".5",
-                           "#", "#08", "010.4", "- 6", "0",  "1",   ".0", "-+12.3"};
+    const char* shapes[] = {"",  "+",   " ",     "-8",  "08", "+08", "20", ".5",
+                            "#", "#08", "010.4", "- 6", "0",  "1",   ".0", "-+12.3"};
     for (int64_t v : values)
-        for (const char* spec : specs)
+        for (const char* shape : shapes)
             for (char c : std::string("diuoxX")) {
-                if (std::strchr(spec, '#') && !std::strchr("oxX", c)) continue;  // a bad format
-                std::string ours = std::string("%") + spec + "L" + c;
-                std::string theirs = std::string("%") + spec + "ll" + c;
+                if (std::strchr(shape, '#') && !std::strchr("oxX", c)) continue;  // a bad format
+                std::string ours = std::string("%") + shape + "L" + c;
+                std::string theirs = std::string("%") + shape + "ll" + c;
                 char expect[64];
                 std::snprintf(expect, sizeof expect, theirs.c_str(), static_cast<long long>(v));
                 EXPECT_EQ(fmt(ours.c_str(), v), expect) << ours << " of " << v;
