@@ -26,6 +26,7 @@
 #define KTM_EXCATCHSIGNALS 1154 /* "Catch floating point exceptions, bus errors and segmentation violations, and report them as errors." */
 
 /* Formatted output */
+#define KTM_FMT_BADFORMAT 1600 /* "[E] Invalid format string '%s'." */
 
 /* Lists */
 

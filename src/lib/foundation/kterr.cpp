@@ -174,3 +174,10 @@ void ktErrYell(const char* format, ...) {
     std::vfprintf(stderr, format, args);
     va_end(args);
 }
+
+char* ktErrLocationRoutine(const char* name) {
+    static char location[512];
+    if (!name || !*name) return nullptr;
+    std::snprintf(location, sizeof location, "in call to routine %s()", name);
+    return location;
+}

@@ -61,3 +61,7 @@ void ktErrReportBuildVa(ktErrStream* stream, const char* location, ktMsgHandle* 
 void ktErrReport2(const char* app, int severity, const char* text);
 // Prints straight on the error file: no object, no log.
 void ktErrYell(const char* format, ...);
+
+// "in call to routine <name>()" in a buffer of 512 characters that the next
+// location call overwrites; null for a null or empty name.
+char* ktErrLocationRoutine(const char* name);
