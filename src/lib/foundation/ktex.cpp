@@ -57,6 +57,9 @@ void ktBanner(const char* title, const char* version) {
 
 void ktDummyProc() {}
 
+// No handler table yet: in an ordinary run the table doesn't exist either.
+void ktOnExitAdd(void (*)(void*), void*) {}
+
 const char* ktExTagText(uint32_t tag) {
     static char unknown[64];
     switch (tag) {

@@ -77,6 +77,11 @@ auto ktExCatch(uint32_t mask, Body body, Handler handler) -> decltype(body()) {
 
 void ktDummyProc();
 
+// Registers `handler(arg)` to run at the end of the program when the
+// memory debugging environment asks for a clean end; otherwise it does
+// nothing, and nothing that must happen at every end belongs here.
+void ktOnExitAdd(void (*handler)(void*), void* arg);
+
 // Prints "<title> - V<version>; Wexcombe 5.3.2 (052595)" and the notice line
 // on standard output, and keeps the text in ktCurrentBannerV.
 void ktBanner(const char* title, const char* version);
