@@ -38,7 +38,7 @@ constexpr size_t npos = string_view::npos;
 void put(char* out, string_view text) {
     if (!out) return;
     size_t n = std::min(text.size(), kMaxLen);
-    std::memmove(out, text.data(), n);
+    if (n) std::memmove(out, text.data(), n);
     out[n] = '\0';
 }
 
