@@ -37,5 +37,14 @@
 #define KTM_PREFDOUBLE 1502 /* "[E] Group %s already has an option named %s." */
 
 /* Buffered binary files */
+#define KTM_DUFS_BADVERSION 1300 /* "[E] Format version %d of file %s is unknown." */
+#define KTM_DUFS_BADMACHINE 1301 /* "[E] File %s has an invalid machine description." */
+#define KTM_DUFS_BADFLOAT 1302 /* "[E] The floating-point formats of file %s can't be read on this machine." */
+#define KTM_DUFS_BADTYPE 1303 /* "[E] Value type %d is unknown; types are 0 to 7." */
+#define KTM_DUFS_BADMODE 1306 /* "[E] File %s can't be opened in mode \"%s\"; the modes are \"r\", \"w\" and \"w+\"." */
+#define KTM_DUFS_BADHANDLE 1310 /* "[E] The file handle is invalid." */
+#define KTM_DUFS_NULLARG 1311 /* "[E] A required argument is null." */
+#define KTM_DUFS_NOFIT 1320 /* "[E] A value in file %s is %d bytes wide and doesn't fit in %d bytes." */
+#define KTM_DUFS_LONGSTRING 1321 /* "[E] A string for file %s has %d characters; at most 255 fit." */
 
 /* Paths and search lists */

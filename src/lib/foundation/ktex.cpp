@@ -84,6 +84,7 @@ void ktBanner(const char* title, const char* version) {
 
 void ktDummyProc() {}
 
+
 const char* ktExTagText(uint32_t tag) {
     static char unknown[64];
     switch (tag) {

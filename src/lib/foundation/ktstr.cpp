@@ -110,3 +110,33 @@ char* ktStrncpyNullTerm(char* out, const char* text, size_t size) {
     out[size - 1] = '\0';
     return out;
 }
+
+int ktStrMat(const char* pattern, const char* text) {
+    if (!pattern || !text) return pattern == text;
+    const char* p = pattern;
+    const char* t = text;
+    for (; *p != '*'; ++p, ++t) {
+        if (!*p) return !*t;
+        if (!*t || (*p != '?' && *p != *t)) return 0;
+    }
+    while (*p == '*') ++p;
+    if (!*p) return 1;
+    // Try the rest of the pattern behind each place where its first character fits.
+    for (; *t; ++t)
+        if ((*p == '?' || *p == *t) && ktStrMat(p + 1, t + 1)) return 1;
+    return 0;
+}
+
+const char* ktStrTok(const char* text, char* token, size_t size, const char* delimiters) {
+    if (token && size) *token = '\0';
+    if (!text) return nullptr;
+    if (!delimiters) delimiters = "";
+    auto isDelim = [delimiters](char c) { return c && std::strchr(delimiters, c); };
+    while (isDelim(*text)) ++text;
+    if (!*text) return nullptr;
+    size_t n = 0;
+    for (; *text && !isDelim(*text); ++text)
+        if (token && n + 1 < size) token[n++] = *text;
+    if (token && size) token[n] = '\0';
+    return text;
+}

@@ -20,3 +20,10 @@ char* ktStrLoc(char* text);
 char* ktStrUpc(char* text);
 int ktStrIsnum(const char* text);
 char* ktStrncpyNullTerm(char* out, const char* text, size_t size);
+// Wildcard match of the whole text: `*` any run (also empty), `?` exactly
+// one character; case counts. Null matches only the same pointer.
+int ktStrMat(const char* pattern, const char* text);
+// Skips delimiters, copies the next token (at most size - 1 characters; the
+// rest of a longer token is skipped) and returns the address of what ended
+// it, for the next call. Null, with an empty token, when no token is left.
+const char* ktStrTok(const char* text, char* token, size_t size, const char* delimiters);

@@ -1,8 +1,34 @@
-// Search lists. Support files (message files, scrivet.ini, entgen.ini, the
-// master database) are looked for in the current directory and along the
-// directories of KDIR.
+// Search lists. Every support file of the system (message files, scrivet.ini,
+// entgen.ini, the master database, include files) is found by one search:
+// for a file N, first ./532/N and ./N, then for each directory D of the
+// environment variable KDIR (separated by ':', blanks or tabs) D/532/N and
+// D/N; the first hit wins. 532 is the compatible version, the level under
+// which a site keeps files for this release beside older ones. KDIR is read
+// once, at the first search; an absolute file specification is never looked
+// for along it. Calls return KS_ status numbers and never print.
 #pragma once
 
-// Finds the support file `spec`; its path goes to `path` (256 bytes).
-// Returns KS_OK or KS_NOTFOUND.
+// The value of an environment variable, cut to 2047 characters, into a
+// buffer of 2048 bytes; KS_NOTFOUND if it is unset.
+int ksTrnlog(const char* name, char* out);
+// Looks for `spec` (of kind KS_FILE, KS_DIR or KS_ANY) below each directory
+// of the KDIR list only; `out` (KS_PATHMAX bytes) receives the absolute
+// path of a hit. KS_NOACCESS for a malformed or too long specification.
+int ksSrchkdirs(const char* spec, int kind, char* out);
+// The whole search. On KS_NOTFOUND `out` holds the specification as given,
+// for the caller's report.
+int ksSrchdirs(const char* spec, int kind, char* out);
+// ksSrchdirs for a file.
 int ksGetini(const char* spec, char* path);
+// Looks in the executable's directory, descended into `dir`. That place
+// isn't known in this system, so the result is KS_NOTFOUND.
+int ksSrchExeDir(const char* dir, const char* name, const char* ext, int kind, char* out);
+// The origin directory, or null: this system has none.
+const char* ksGetorigin();
+// Finds the file `program` along PATH. KS_NOACCESS if PATH is unset,
+// KS_ERROR if a directory of it and the name make no path.
+int ksFindExeInPath(const char* program, char* out);
+
+// Forgets the KDIR list, so that the next search reads KDIR anew: for
+// tests, and for a program that changes KDIR on purpose.
+void ksKdirReset();
