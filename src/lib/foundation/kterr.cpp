@@ -167,3 +167,10 @@ void ktErrReportBuild(ktErrStream* stream, const char* location, ktMsgHandle* ms
 void ktErrReport2(const char* app, int severity, const char* text) {
     ktErrReport(nullptr, ktErrCreate(nullptr, app, 0, severity, text));
 }
+
+void ktErrYell(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::vfprintf(stderr, format, args);
+    va_end(args);
+}

@@ -59,3 +59,5 @@ void ktErrReportBuild(ktErrStream* stream, const char* location, ktMsgHandle* ms
 void ktErrReportBuildVa(ktErrStream* stream, const char* location, ktMsgHandle* msgfile,
                         int number, va_list args);
 void ktErrReport2(const char* app, int severity, const char* text);
+// Prints straight on the error file: no object, no count, no log.
+void ktErrYell(const char* format, ...);

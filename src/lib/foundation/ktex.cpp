@@ -111,6 +111,9 @@ void ktExSwallow() {
     ktExTagV = 0;
 }
 
+void ktOnExitAdd(void (*)(void*), void*) {}
+void ktOnExitSetOrder(void (*)(void*), int) {}
+
 void ktCleanup() {
     static bool done = false;
     if (done) return;

@@ -81,6 +81,12 @@ void ktDummyProc();
 // on standard output, and keeps the text in ktCurrentBannerV.
 void ktBanner(const char* title, const char* version);
 
+// Exit handlers: `func` is called with `arg` when the program ends through
+// ktExit, in the order set by ktOnExitSetOrder (lowest first). Stand-in:
+// both do nothing yet.
+void ktOnExitAdd(void (*func)(void*), void* arg);
+void ktOnExitSetOrder(void (*func)(void*), int order);
+
 // Runs the clean-up once, then dumps core when `core` is set, else exit(3).
 [[noreturn]] void ktAbort(int core);
 void ktCleanup();
