@@ -77,7 +77,9 @@ long maximum = 0;
 uint32_t serial = 0;
 const char* watch = nullptr;
 
-size_t round8(size_t n) { return (n + 7) & ~size_t{7}; }
+size_t round8(size_t n) {
+    return (n + 7) & ~size_t{7};
+}
 
 // The symbol tables' string hash, so that the usage report lists tags in
 // the same order as any table keyed by them.
@@ -101,7 +103,9 @@ void decide() {
     mode = Mode::Debug;
 }
 
-bool watched(const TagRec* t) { return watch && ktStrEqu(t->tag, watch); }
+bool watched(const TagRec* t) {
+    return watch && ktStrEqu(t->tag, watch);
+}
 
 uint32_t nextSerial() {
     serial = serial >= kMaxSerial ? 1 : serial + 1;
@@ -156,7 +160,8 @@ unsigned long word(const unsigned char* p) {
 [[noreturn]] void violation(const BlockRec* b) {
     ktCleanup();
     const unsigned char* rear = b->block + 8 + b->size;
-    std::fprintf(stderr, "\nError:  memory violation for type %s, size=%ld:\n", b->tag->tag, b->size);
+    std::fprintf(stderr, "\nError:  memory violation for type %s, size=%ld:\n", b->tag->tag,
+                 b->size);
     std::fprintf(stderr, "    First 2 longs: %lx %lx should be %lx %lx\n", word(b->block),
                  word(b->block + 4), word(kGuard), word(kGuard + 4));
     std::fprintf(stderr, "     Last 2 longs: %lx %lx should be %lx %lx\n", word(rear),
@@ -412,8 +417,10 @@ void* ktMemRealloc(void* block, size_t size, const char* tag) {
 void ktMemFree(void* block) {
     if (mode == Mode::Plain) return ktMem_FastFree(block);
     decide();
-    if (mode == Mode::Debug) dbgFree(block);
-    else ktMem_FastFree(block);
+    if (mode == Mode::Debug)
+        dbgFree(block);
+    else
+        ktMem_FastFree(block);
 }
 
 // ---- Free lists -------------------------------------------------------------
@@ -476,9 +483,13 @@ void ktMemPrintUsage(void (*sink)(const char*)) {
         }
 }
 
-void ktMemPrintUsage(void (*)()) { ktMemPrintUsage(stdoutLine); }
+void ktMemPrintUsage(void (*)()) {
+    ktMemPrintUsage(stdoutLine);
+}
 
-void ktMemPrintUsageStdout() { ktMemPrintUsage(stdoutLine); }
+void ktMemPrintUsageStdout() {
+    ktMemPrintUsage(stdoutLine);
+}
 
 void ktMem_DbgPrintStrings() {
     decide();

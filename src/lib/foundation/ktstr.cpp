@@ -54,7 +54,8 @@ uint32_t readLink(const char* slot) {
 }
 
 char* slotOf(uint32_t link) {
-    return reinterpret_cast<char*>(base + static_cast<uintptr_t>(static_cast<intptr_t>(static_cast<int32_t>(link))));
+    return reinterpret_cast<char*>(
+        base + static_cast<uintptr_t>(static_cast<intptr_t>(static_cast<int32_t>(link))));
 }
 
 void pushSlot(char* slot, size_t size) {
@@ -150,9 +151,19 @@ inline char* takeSlot(size_t n) {
     return carve(n, slot);
 }
 
-bool isBlank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
-int upper(int c) { return (c >= 'a' && c <= 'z') ? c - 'a' + 'A' : c; }
-int lower(int c) { return (c >= 'A' && c <= 'Z') ? c - 'A' + 'a' : c; }
+// Escapes by letter, and the characters they stand for.
+constexpr char kEscapeLetters[] = "ntvbrf";
+constexpr char kEscapeValues[] = "\n\t\v\b\r\f";
+
+bool isBlank(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+int upper(int c) {
+    return (c >= 'a' && c <= 'z') ? c - 'a' + 'A' : c;
+}
+int lower(int c) {
+    return (c >= 'A' && c <= 'Z') ? c - 'A' + 'a' : c;
+}
 
 // A buffer of more than INT_MAX / 2 characters can't be had.
 [[noreturn]] void bufferTooLong() {
@@ -188,7 +199,9 @@ char* ktStrCpy(const char* text) {
     return s;
 }
 
-char* ktStrAlloc(size_t size) { return takeSlot(size); }
+char* ktStrAlloc(size_t size) {
+    return takeSlot(size);
+}
 
 void ktStrFree(char* text) {
     if (pool != Pool::On) {
@@ -276,12 +289,14 @@ int ktStrNicmp(const char* a, const char* b, int count) {
 }
 
 char* ktStrLoc(char* text) {
-    for (char* p = text; p && *p; ++p) *p = static_cast<char>(lower(static_cast<unsigned char>(*p)));
+    for (char* p = text; p && *p; ++p)
+        *p = static_cast<char>(lower(static_cast<unsigned char>(*p)));
     return text;
 }
 
 char* ktStrUpc(char* text) {
-    for (char* p = text; p && *p; ++p) *p = static_cast<char>(upper(static_cast<unsigned char>(*p)));
+    for (char* p = text; p && *p; ++p)
+        *p = static_cast<char>(upper(static_cast<unsigned char>(*p)));
     return text;
 }
 
@@ -298,9 +313,13 @@ const char* ktStrBrk(const char* text, const char* set) {
     return std::strpbrk(text, set);
 }
 
-const char* ktStrChr(const char* text, int c) { return text ? std::strchr(text, c) : nullptr; }
+const char* ktStrChr(const char* text, int c) {
+    return text ? std::strchr(text, c) : nullptr;
+}
 
-const char* ktStrRch(const char* text, int c) { return text ? std::strrchr(text, c) : nullptr; }
+const char* ktStrRch(const char* text, int c) {
+    return text ? std::strrchr(text, c) : nullptr;
+}
 
 char* ktStrncpyNullTerm(char* out, const char* text, size_t size) {
     if (size == 0) return out;
@@ -343,7 +362,7 @@ int ktStrMat(const char* pattern, const char* text) {
     // Each `*` may swallow any run; on a mismatch the latest `*` takes one
     // character more. Retrying only the latest one is enough: whatever an
     // earlier `*` could still take, the latest can take instead.
-    const char* star = nullptr;  // behind the latest `*`
+    const char* star = nullptr;    // behind the latest `*`
     const char* resume = nullptr;  // where the text goes on after it
     while (*text) {
         if (*pattern == '*') {
@@ -443,27 +462,20 @@ const char* ktStrCvtFromLiteral(const char* text, char* out, int size, int open,
         c = *p;
         if (!c) continue;  // the text's end stops it on the next round
         ++p;
-        switch (c) {
-            case '\n': break;
-            case 'n': store('\n'); break;
-            case 't': store('\t'); break;
-            case 'v': store('\v'); break;
-            case 'b': store('\b'); break;
-            case 'r': store('\r'); break;
-            case 'f': store('\f'); break;
-            default:
-                if (c >= '0' && c <= '7') {
-                    int value = c - '0';
-                    for (int digits = 1; digits < 3 && *p >= '0' && *p <= '7'; ++digits) {
-                        int next = value * 8 + (*p - '0');
-                        if (next > 255) break;
-                        value = next;
-                        ++p;
-                    }
-                    store(static_cast<char>(value));
-                } else {
-                    store(c);
-                }
+        if (c == '\n') continue;  // a line end escaped away
+        if (const char* e = std::strchr(kEscapeLetters, c)) {
+            store(kEscapeValues[e - kEscapeLetters]);
+        } else if (c >= '0' && c <= '7') {
+            int value = c - '0';
+            for (int digits = 1; digits < 3 && *p >= '0' && *p <= '7'; ++digits) {
+                int next = value * 8 + (*p - '0');
+                if (next > 255) break;
+                value = next;
+                ++p;
+            }
+            store(static_cast<char>(value));
+        } else {
+            store(c);
         }
     }
     out[kept] = '\0';
@@ -508,8 +520,14 @@ void ktStrBufClear(ktStrBuf* buf) {
     buf->text[0] = '\0';
 }
 
-char* ktStrBufString(ktStrBuf* buf) { return buf->text; }
+char* ktStrBufString(ktStrBuf* buf) {
+    return buf->text;
+}
 
-void ktStrBufAppend(ktStrBuf* buf, const char* text) { appendBytes(buf, text, std::strlen(text)); }
+void ktStrBufAppend(ktStrBuf* buf, const char* text) {
+    appendBytes(buf, text, std::strlen(text));
+}
 
-void ktStrBufAppendChar(ktStrBuf* buf, char c) { appendBytes(buf, &c, 1); }
+void ktStrBufAppendChar(ktStrBuf* buf, char c) {
+    appendBytes(buf, &c, 1);
+}

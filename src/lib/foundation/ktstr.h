@@ -57,7 +57,9 @@ char* ktStrUpc(char* text);
 
 // The first character that is not white space; null gives null.
 const char* ktStrBlk(const char* text);
-inline char* ktStrBlk(char* text) { return const_cast<char*>(ktStrBlk(static_cast<const char*>(text))); }
+inline char* ktStrBlk(char* text) {
+    return const_cast<char*>(ktStrBlk(static_cast<const char*>(text)));
+}
 // The first character of `text` that is in `set`, or null, also when
 // either is null.
 const char* ktStrBrk(const char* text, const char* set);

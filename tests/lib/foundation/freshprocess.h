@@ -17,13 +17,13 @@ protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 };
 
-#define CHILD_CHECK(cond)                                                              \
-    do {                                                                               \
-        if (!(cond)) {                                                                 \
+#define CHILD_CHECK(cond)                                                                 \
+    do {                                                                                  \
+        if (!(cond)) {                                                                    \
             std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-            std::fflush(stderr);                                                       \
-            std::_Exit(1);                                                             \
-        }                                                                              \
+            std::fflush(stderr);                                                          \
+            std::_Exit(1);                                                                \
+        }                                                                                 \
     } while (0)
 
 // Sets "NAME=value" entries; the body calls it before any allocation.
@@ -47,7 +47,9 @@ inline std::vector<std::string>& usageLines() {
     return lines;
 }
 
-inline void gatherLine(const char* line) { usageLines().emplace_back(line); }
+inline void gatherLine(const char* line) {
+    usageLines().emplace_back(line);
+}
 
 inline bool hasLine(const std::string& line) {
     for (const std::string& l : usageLines())
