@@ -301,7 +301,7 @@ size_t readBlockSize() {
     if (!env || std::sscanf(env, "%d", &n) != 1) return kDefaultBlockSize;
     if (n >= static_cast<int>(kFlMax) && n % 8 == 0) return static_cast<size_t>(n);
     size_t fixed = n < static_cast<int>(kFlMax) ? kFlMax : round8(static_cast<size_t>(n));
-    ktErrReportBuild(nullptr, "ktMem", ktMsgFile(), KTM_BADBLOCKSIZE, env, static_cast<int>(fixed));
+    ktErrReportBuild(nullptr, nullptr, ktMsgFile(), KTM_BADBLOCKSIZE, env, static_cast<int>(fixed));
     return fixed;
 }
 
