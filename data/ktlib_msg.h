@@ -17,6 +17,7 @@
 /* Error reporting */
 
 /* Memory */
+#define KTM_BADBLOCKSIZE 1201 /* "[W] KT_BLOCKSIZE=%s is not a multiple of 8 of at least 160; the free lists use chunks of %d bytes" */
 
 /* Strings */
 

@@ -48,10 +48,10 @@ std::string verbose(const ktErrObject* err) {
     std::string out;
     for (const ktErrObject* e = err; e; e = e->next) {
         if (e != err) out += "\n+";
-        out += std::string(e->app ? e->app : "") + ": " + sevWord(e->severity);
-        if (e->number) out += " " + std::to_string(e->number);
+        out.append(e->app ? e->app : "").append(": ").append(sevWord(e->severity));
+        if (e->number) out.append(" ").append(std::to_string(e->number));
         out += ": ";
-        if (e->location && *e->location) out += std::string(e->location) + ": ";
+        if (e->location && *e->location) out.append(e->location).append(": ");
         out += e->text ? e->text : "";
     }
     return out;

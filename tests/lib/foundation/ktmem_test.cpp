@@ -1,0 +1,315 @@
+#include "ktmem.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "freshprocess.h"
+#include "ktstr.h"
+#include "runprog.h"
+#include "tempdir.h"
+
+namespace {
+
+using ::testing::ExitedWithCode;
+using ::testing::KilledBySignal;
+
+// A platform heap that counts and refuses on demand.
+int refusals = 0;  // mallocs still to refuse; -1 for all
+int mallocs = 0;
+size_t lastSize = 0;
+void* lastBlock = nullptr;
+
+void* testMalloc(size_t n) {
+    if (refusals != 0) {
+        if (refusals > 0) --refusals;
+        return nullptr;
+    }
+    ++mallocs;
+    lastSize = n;
+    return lastBlock = std::malloc(n);
+}
+
+struct TestHeap {
+    ktMemHeapTB saved = ktMem_HeapV;
+    TestHeap() {
+        ktMem_HeapV.malloc = testMalloc;
+        mallocs = 0;
+    }
+    ~TestHeap() { ktMem_HeapV = saved; }
+};
+
+int purges = 0;
+void countingPurge() {
+    ++purges;
+    std::fputs("purge\n", stderr);
+}
+void greedyPurge() {
+    std::fputs("purge\n", stderr);
+    ktMemMalloc(1, "greedy");
+}
+
+const std::string kGuardWords = "f0a55a0f 83523b6c";
+
+TEST(FreeListReuse, LastFreedComesBackFirstWithinItsSizeClass) {
+    void* a = ktMemFlAlloc(24, "rec");
+    void* b = ktMemFlAlloc(24, "rec");
+    ktMemFlFree(a, 24);
+    ktMemFlFree(b, 24);
+    void* other = ktMemFlAlloc(32, "rec");
+    EXPECT_NE(other, b);
+    ktMemFlFree(other, 32);
+    EXPECT_EQ(ktMemFlAlloc(24, "rec"), b);
+    EXPECT_EQ(ktMemFlAlloc(17, "rec"), a);  // rounds to 24 as well
+    void* r13 = ktMemFlAlloc(13, "rec");
+    ktMemFlFree(r13, 16);
+    EXPECT_EQ(ktMemFlAlloc(16, "rec"), r13);
+    void* r0 = ktMemFlAlloc(0, "rec");
+    ktMemFlFree(r0, 0);
+    EXPECT_EQ(ktMemFlAlloc(1, "rec"), r0);  // 0 bytes is an 8-byte record
+    ktMemFlFree(r0, 8);
+    ktMemFlFree(r13, 16);
+    ktMemFlFree(a, 24);
+    ktMemFlFree(b, 24);
+}
+
+TEST(FreeListReuse, OnlyRecordsAbove160BytesGoToTheHeap) {
+    void* a = ktMemFlAlloc(160, "rec");
+    ktMemFlFree(a, 160);
+    TestHeap heap;
+    EXPECT_EQ(ktMemFlAlloc(160, "rec"), a);
+    EXPECT_EQ(mallocs, 0);
+    void* big = ktMemFlAlloc(161, "rec");
+    EXPECT_EQ(mallocs, 1);
+    EXPECT_EQ(lastSize, 168u);
+    ktMemFlFree(big, 161);
+    ktMemFlFree(a, 160);
+}
+
+TEST_F(FreshProcess, ChunkRemainderServesRecordsOfItsOwnSize) {
+    EXPECT_EXIT(
+        {
+            setEnv({"KT_BLOCKSIZE=200"});
+            auto* first = static_cast<char*>(ktMemFlAlloc(160, "rec"));
+            auto* next = static_cast<char*>(ktMemFlAlloc(48, "rec"));  // 40 left: new chunk
+            CHILD_CHECK(next != first + 160);
+            CHILD_CHECK(ktMemFlAlloc(40, "rec") == first + 160);
+            CHILD_CHECK(ktMemFlAlloc(152, "rec") == next + 48);
+            std::exit(0);
+        },
+        ExitedWithCode(0), "");
+}
+
+TEST_F(FreshProcess, ChunkSizeComesFromTheEnvironmentWithinItsLimits) {
+    struct Case {
+        const char* env;
+        size_t chunk;
+        const char* warning;
+    };
+    const Case cases[] = {{"KT_BLOCKSIZE=4096", 4096, "^$"},
+                          {"KT_BLOCKSIZE=lots", 32000, "^$"},
+                          {"KT_BLOCKSIZE=100", 160, "KT_BLOCKSIZE=100 is not"},
+                          {"KT_BLOCKSIZE=1001", 1008, "KT_BLOCKSIZE=1001 is not"}};
+    for (const Case& c : cases)
+        EXPECT_EXIT(
+            {
+                setEnv({c.env, "KDIR=" ENTGEN_SHARE_DIR});
+                TestHeap heap;
+                ktMemFlAlloc(8, "rec");  // the chunk is the last block taken
+                CHILD_CHECK(lastSize == c.chunk);
+                std::exit(0);
+            },
+            ExitedWithCode(0), c.warning)
+            << c.env;
+}
+
+TEST_F(FreshProcess, FailedAllocationIsRetriedAfterTwoPurgesThenEndsTheProgram) {
+    EXPECT_EXIT(
+        {
+            TestHeap heap;
+            ktAddPurgeRoutine(countingPurge);
+            refusals = 2;
+            CHILD_CHECK(ktMemMalloc(10, "x") != nullptr);
+            CHILD_CHECK(purges == 2);
+            std::exit(0);
+        },
+        ExitedWithCode(0), "^purge\npurge\n$");
+    EXPECT_EXIT(
+        {
+            TestHeap heap;
+            ktAddPurgeRoutine(countingPurge);
+            refusals = -1;
+            ktMemMalloc(10, "x");
+        },
+        ExitedWithCode(3), "^purge\npurge\nOut of memory\\.\n$");
+    // A purge routine that runs out itself ends the program at once.
+    EXPECT_EXIT(
+        {
+            TestHeap heap;
+            ktAddPurgeRoutine(greedyPurge);
+            refusals = -1;
+            ktMemMalloc(10, "x");
+        },
+        ExitedWithCode(3), "^purge\nOut of memory\\.\n$");
+}
+
+TEST_F(FreshProcess, GuardsCatchWritesJustOutsideTheRequest) {
+    auto withDebug = [] {
+        setEnv({"KT_MEMDBG=1"});
+        noCoreFile();
+    };
+    EXPECT_EXIT(
+        {
+            withDebug();
+            auto* p = static_cast<char*>(ktMemMalloc(13, "overrun"));
+            std::memcpy(p, "ABCDEFGHIJKL\001x", 14);  // one byte past an odd size
+            ktMemFree(p);
+        },
+        KilledBySignal(SIGABRT),
+        "\nError:  memory violation for type overrun, size=13:\n"
+        "    First 2 longs: " +
+            kGuardWords + " should be " + kGuardWords +
+            "\n"
+            "     Last 2 longs: 78a55a0f 83523b6c should be " +
+            kGuardWords +
+            "\n"
+            "    Ascii dump of first 75 bytes:\n    ABCDEFGHIJKL\\.\n");
+    EXPECT_EXIT(
+        {
+            withDebug();
+            auto* p = static_cast<char*>(ktMemMalloc(8, "underrun"));
+            p[-1] = 0;
+            ktMemFree(p);
+        },
+        KilledBySignal(SIGABRT), "First 2 longs: f0a55a0f 83523b00 should be");
+    // The final test of all live blocks finds a broken one without a release.
+    EXPECT_EXIT(
+        {
+            withDebug();
+            auto* p = static_cast<char*>(ktMemMalloc(200, "long"));
+            std::memset(p, 'a', 201);
+            ktMem_DbgTestMemory();
+        },
+        KilledBySignal(SIGABRT), "size=200:\n.*first 75 bytes:\n    a{75}\n$");
+    EXPECT_EXIT(
+        {
+            withDebug();
+            int local = 0;
+            ktMemFree(&local);
+        },
+        KilledBySignal(SIGABRT), "Attempt to free unallocated space - [0-9A-F]+");
+}
+
+TEST_F(FreshProcess, ReallocKeepsContentsAndMovesTheAccountAndTheGuard) {
+    EXPECT_EXIT(
+        {
+            setEnv({"KT_MEMDBG=1"});
+            noCoreFile();
+            auto* p = static_cast<char*>(ktMemMalloc(10, "before"));
+            std::memcpy(p, "0123456789", 10);
+            auto* q = static_cast<char*>(ktMemRealloc(p, 100, "after"));
+            CHILD_CHECK(std::memcmp(q, "0123456789", 10) == 0);
+            ktMemPrintUsage(gatherLine);
+            CHILD_CHECK(hasLine("Maximum memory usage=100, current memory usage=100"));
+            CHILD_CHECK(hasLine("               after:    100 (100%) " + std::string(100, '*')));
+            CHILD_CHECK(usageLines().size() == 2);
+            q[10] = 'y';  // where the old rear guard stood
+            ktMem_DbgTestMemory();
+            q[100] = 'x';
+            ktMemFree(q);
+        },
+        KilledBySignal(SIGABRT), "memory violation for type after, size=100:");
+}
+
+TEST_F(FreshProcess, UsageReportCountsLiveBytesPerTag) {
+    EXPECT_EXIT(
+        {
+            setEnv({"KT_MEMDBG=1"});
+            void* a = ktMemMalloc(100, "alpha");
+            void* b = ktMemCalloc(3, 100, "beta");
+            ktMemFree(ktMemMalloc(500, "alpha"));
+            void* c = ktMemFlAlloc(161, nullptr);  // no free lists here: 168 bytes
+            ktMemPrintUsage(gatherLine);
+            CHILD_CHECK(hasLine("Maximum memory usage=900, current memory usage=568"));
+            CHILD_CHECK(hasLine("               alpha:    100 (17%) " + std::string(17, '*')));
+            CHILD_CHECK(hasLine("                beta:    300 (52%) " + std::string(52, '*')));
+            CHILD_CHECK(hasLine("           (unknown):    168 (29%) " + std::string(29, '*')));
+            ktMemFree(a);
+            ktMemFree(b);
+            ktMemFlFree(c, 161);
+            void* tiny = ktMemMalloc(3, "tiny");  // up to 100 bytes: a star per byte
+            usageLines().clear();
+            ktMemPrintUsage(gatherLine);
+            CHILD_CHECK(hasLine("                tiny:      3 (100%) ***"));
+            ktMemFree(tiny);
+            std::exit(0);
+        },
+        ExitedWithCode(0), "");
+}
+
+TEST_F(FreshProcess, WatchFollowsEachBlockOfItsTagBySerial) {
+    EXPECT_EXIT(
+        {
+            setEnv({"KT_MEMDBG=1", "KT_MEMWATCH=w"});
+            void* a = ktMemMalloc(5, "w");
+            void* b = ktMemCalloc(2, 3, "w");
+            ktMemFree(ktMemMalloc(4, "other"));
+            ktMemFree(a);
+            void* c = ktMemRealloc(b, 20, "w");
+            void* d = ktMemRealloc(c, 30, "unwatched");
+            ktMemPrintUsage(gatherLine);
+            CHILD_CHECK(!hasLine("ktMemWATCH: unfreed"));
+            ktMemFree(d);
+            void* e = ktMemMalloc(1, "w");
+            usageLines().clear();
+            ktMemPrintUsage(gatherLine);
+            CHILD_CHECK(hasLine("ktMemWATCH: unfreed") && hasLine("[4]"));
+            ktMemFree(e);
+            std::exit(0);
+        },
+        ExitedWithCode(0),
+        "^ktMemWATCH: malloc, 5 \\[1\\] bytes\n"
+        "ktMemWATCH: calloc, 6 \\[2\\] bytes\n"
+        "ktMemWATCH: free, 5 \\[1\\] bytes\n"
+        "ktMemWATCH: realloc, 6 \\[2\\] to 20 \\[3\\] bytes\n"
+        "ktMemWATCH: realloc, 20 \\[3\\] to 30 \\[0\\] bytes\n"
+        "ktMemWATCH: malloc, 1 \\[4\\] bytes\n"
+        "ktMemWATCH: free, 1 \\[4\\] bytes\n$");
+}
+
+TEST_F(FreshProcess, PurifyKeepsTheDebugAllocatorTheFreeListsAndThePoolOff) {
+    EXPECT_EXIT(
+        {
+            setEnv({"KT_MEMDBG=1", "KT_PURIFY=1"});
+            TestHeap heap;
+            ktMemFlFree(ktMemFlAlloc(8, "rec"), 8);
+            void* rec = ktMemFlAlloc(8, "rec");
+            CHILD_CHECK(mallocs == 2);  // no chunk, no table: straight from the heap
+            char* s = ktStrCpy("ab");
+            CHILD_CHECK(s == lastBlock && lastSize == 3);
+            ktMemFlFree(rec, 8);
+            ktStrFree(s);
+            ktMemPrintUsage(gatherLine);
+            CHILD_CHECK(usageLines().empty());
+            std::exit(0);
+        },
+        ExitedWithCode(0), "");
+}
+
+TEST(TranslatorDebugRun, EndsWithTheUsageReportAndNoViolation) {
+    TempDir dir;
+    RunResult r = runEntgen(dir.path(), {"-o", "and2"}, "", {"KT_MEMDBG=1"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(dir.exists("and2.vhd"));
+    size_t report = r.out.find("\nMaximum memory usage=");
+    ASSERT_NE(report, std::string::npos) << r.out;
+    EXPECT_LT(r.out.find("Output directory"), report);
+    EXPECT_NE(r.out.find("\n\nUnfreed strings:\n", report), std::string::npos);
+    EXPECT_EQ(r.err.find("memory violation"), std::string::npos) << r.err;
+
+    RunResult plain = runEntgen(dir.path(), {"-o", "and2"});
+    EXPECT_EQ(plain.out.find("Maximum memory usage="), std::string::npos);
+}
+
+}  // namespace
