@@ -24,10 +24,10 @@ struct Kind {
 };
 
 constexpr Kind kKinds[] = {
-    {0, "sch", nullptr, true},     {1, "sym", nullptr, true},    {2, "doc", nullptr, false},
-    {3, "wir", nullptr, true},     {4, "sym", "pin", true},      {5, "sym", "mod", true},
-    {6, "sch", "jed", true},       {7, "wir", "pld", true},      {8, "wir", "wir", true},
-    {9, "behv", nullptr, false},   {42, nullptr, nullptr, false}, {64, "brd", "brd", true},
+    {0, "sch", nullptr, true},      {1, "sym", nullptr, true},     {2, "doc", nullptr, false},
+    {3, "wir", nullptr, true},      {4, "sym", "pin", true},       {5, "sym", "mod", true},
+    {6, "sch", "jed", true},        {7, "wir", "pld", true},       {8, "wir", "wir", true},
+    {9, "behv", nullptr, false},    {42, nullptr, nullptr, false}, {64, "brd", "brd", true},
     {65, "brd_sym", nullptr, true},
 };
 
@@ -77,8 +77,8 @@ int walkIndex(const kqLibDirectory* dir, const Kind& k, Visit visit) {
     return 0;
 }
 
-qfm_id* makeRecord(kqLibDirectory* dir, int kind, const char* name, const char* ext,
-                   long position, uint32_t time) {
+qfm_id* makeRecord(kqLibDirectory* dir, int kind, const char* name, const char* ext, long position,
+                   uint32_t time) {
     auto* id = static_cast<qfm_id*>(ktMemMalloc(sizeof(qfm_id), "kqQFMFE"));
     id->name = ktStrLoc(ktStrCpy(name));
     id->ext = ktStrLoc(ktStrCpy(ext));
@@ -110,8 +110,7 @@ qfm_id* findInMega(kqLibDirectory* dir, const Kind& k, int kind, const char* nam
     return makeRecord(dir, kind, name, ext, position, time);
 }
 
-qfm_id* findPlain(kqLibDirectory* dir, const Kind& k, int kind, const char* name,
-                  const char* ext) {
+qfm_id* findPlain(kqLibDirectory* dir, const Kind& k, int kind, const char* name, const char* ext) {
     char where[KS_PATHMAX], path[KS_PATHMAX];
     std::snprintf(where, sizeof where, "%s", qlm_id_get_path(dir));
     uint32_t time = 0;
@@ -154,8 +153,8 @@ int loopPlainFile(const char* path, void* data) {
     return s->result == 0;  // ksLoop2 goes on while the answer is not 0
 }
 
-int loopDirectory(const kqLibDirectory* dir, const Kind& k, const char* namepat,
-                  const char* extpat, qfm_loop_fn callback, void* data) {
+int loopDirectory(const kqLibDirectory* dir, const Kind& k, const char* namepat, const char* extpat,
+                  qfm_loop_fn callback, void* data) {
     if (megaSearch(dir, k)) {
         char pattern[KS_PATHMAX];
         if (ksMerge(pattern, nullptr, nullptr, namepat, extpat) != KS_OK) return 0;
@@ -186,8 +185,8 @@ qfm_id* qfm_find_file(const char* lib, int kind, const char* name, const char* e
     if (k.ext) ext = k.ext;
     else if (!ext) ext = "";
     for (kqLibDirectory* d = w.next(nullptr); d; d = w.next(d)) {
-        qfm_id* id = megaSearch(d, k) ? findInMega(d, k, kind, name, ext)
-                                      : findPlain(d, k, kind, name, ext);
+        qfm_id* id =
+            megaSearch(d, k) ? findInMega(d, k, kind, name, ext) : findPlain(d, k, kind, name, ext);
         if (qfm_id_file_exists(id)) return id;
         qfm_free_id(id);
     }
@@ -221,8 +220,8 @@ int qfm_file_loop(const char* lib, int kind, const char* namepattern, const char
     const Kind& k = kindOf(kind);
     int result = 0;
     for (kqLibDirectory* d = w.next(nullptr); d && result == 0; d = w.next(d))
-        result = loopDirectory(d, k, namepattern ? namepattern : "*",
-                               extpattern ? extpattern : "*", callback, data);
+        result = loopDirectory(d, k, namepattern ? namepattern : "*", extpattern ? extpattern : "*",
+                               callback, data);
     return result;
 }
 

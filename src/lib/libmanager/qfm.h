@@ -22,9 +22,9 @@ constexpr int QFM_MEGARECORD = 30;
 
 // A file found by a search; made by qfm_find_file, released by qfm_free_id.
 struct qfm_id {
-    char* name;                 // lower case
-    char* ext;                  // lower case
-    char* reserved;             // never set here; released if set
+    char* name;      // lower case
+    char* ext;       // lower case
+    char* reserved;  // never set here; released if set
     int32_t kind;
     long position;              // offset in the mega data file; -1 for a plain file
     uint32_t time;              // the file's time; a mega member's is its data file's

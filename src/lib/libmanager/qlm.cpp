@@ -229,9 +229,7 @@ int qlm_id_megafile(const kqLibDirectory* id) {
     return (id->flags & QLM_MEGA) ? 1 : 0;
 }
 
-int qlm_library_exists(const char* alias) {
-    return qlm_id_next_libdir(nullptr, alias) != nullptr;
-}
+int qlm_library_exists(const char* alias) { return qlm_id_next_libdir(nullptr, alias) != nullptr; }
 
 kqLibDirectory* qlm_id_next_dir(const kqLibDirectory* id) { return id ? id->next : list_; }
 

@@ -24,18 +24,18 @@ enum {
 
 // Reasons of a failure, in qlm_errno.
 enum {
-    QLM_NULLID = -1,         // a null identity was given to an accessor
-    QLM_NODIR = -2,          // the directory doesn't exist
-    QLM_MIXED = -3,          // numeric and letter forms in one list
-    QLM_BADLETTER = -4,      // an unknown access letter
-    QLM_NOEXAMINE = -5,      // the directory can't be examined
-    QLM_BADLINE = -6,        // a token missing or too long, brackets missing
-    QLM_SAMENUMBER = -7,     // the same number twice
-    QLM_EXCLUSIVE = -8,      // access letters that exclude each other
-    QLM_NOACCESS = -9,       // none of the letters p, r, w, m
-    QLM_SECONDPRIMARY = -12, // a second primary entry
+    QLM_NULLID = -1,          // a null identity was given to an accessor
+    QLM_NODIR = -2,           // the directory doesn't exist
+    QLM_MIXED = -3,           // numeric and letter forms in one list
+    QLM_BADLETTER = -4,       // an unknown access letter
+    QLM_NOEXAMINE = -5,       // the directory can't be examined
+    QLM_BADLINE = -6,         // a token missing or too long, brackets missing
+    QLM_SAMENUMBER = -7,      // the same number twice
+    QLM_EXCLUSIVE = -8,       // access letters that exclude each other
+    QLM_NOACCESS = -9,        // none of the letters p, r, w, m
+    QLM_SECONDPRIMARY = -12,  // a second primary entry
     QLM_BADALIAS = -13,
-    QLM_RANGE = -15,         // a number outside 0 to 20
+    QLM_RANGE = -15,  // a number outside 0 to 20
 };
 
 // Token limits of a line, in characters.

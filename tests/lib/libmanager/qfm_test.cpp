@@ -23,7 +23,8 @@ protected:
     kqLibDirectory* lib(const std::string& access, const std::string& rel,
                         const std::string& alias = "") {
         dir_.mkdir(rel);
-        std::string line = access + " " + dir_.path(rel) + (alias.empty() ? "" : " (" + alias + ")");
+        std::string line =
+            access + " " + dir_.path(rel) + (alias.empty() ? "" : " (" + alias + ")");
         kqLibDirectory* d = qlm_read(line.c_str());
         EXPECT_NE(d, nullptr) << line << ": " << qlm_errno;
         return d;
@@ -36,12 +37,13 @@ protected:
     std::vector<std::string> walk(const char* library, int kind, const char* name,
                                   const char* ext) {
         std::vector<std::string> seen;
-        int r = qfm_file_loop(library, kind, name, ext,
-                              [](const char* file, void* data) {
-                                  static_cast<std::vector<std::string>*>(data)->push_back(file);
-                                  return 0;
-                              },
-                              &seen);
+        int r = qfm_file_loop(
+            library, kind, name, ext,
+            [](const char* file, void* data) {
+                static_cast<std::vector<std::string>*>(data)->push_back(file);
+                return 0;
+            },
+            &seen);
         EXPECT_EQ(r, 0);
         return seen;
     }
@@ -101,7 +103,8 @@ TEST_F(FileSearch, KindsGiveSubdirectoryAndExtension) {
     EXPECT_NE(qfm_find_directory("cells", 42, "notes", "txt"), nullptr);
     // No extension at all.
     EXPECT_NE(qfm_find_directory("cells", 1, "bare", nullptr), nullptr);
-    EXPECT_EQ(qfm_find_directory("cells", 1, "and2", "pin"), qfm_find_directory("cells", 4, "and2", ""));
+    EXPECT_EQ(qfm_find_directory("cells", 1, "and2", "pin"),
+              qfm_find_directory("cells", 4, "and2", ""));
     EXPECT_EQ(qfm_find_directory("cells", 2, "and2", "pin"), nullptr);
 }
 

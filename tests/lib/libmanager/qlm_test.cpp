@@ -157,7 +157,8 @@ TEST_F(LibList, NumbersRiseWhileTheAliasChainKeepsReadingOrder) {
     EXPECT_EQ(five->nextlib, nullptr);
     // The library's directories are visited by rank, all of them.
     std::vector<kqLibDirectory*> walked;
-    for (kqLibDirectory* e = qlm_id_next_libdir(nullptr, "Lib"); e; e = qlm_id_next_libdir(e, "lib"))
+    for (kqLibDirectory* e = qlm_id_next_libdir(nullptr, "Lib"); e;
+         e = qlm_id_next_libdir(e, "lib"))
         walked.push_back(e);
     EXPECT_EQ(walked, (std::vector<kqLibDirectory*>{three, five, seven}));
 }
