@@ -260,31 +260,10 @@ TEST_F(CommandLine, LibraryNameKeepsItsFormAndHasNoDirectoryYet) {
     EXPECT_EQ(voGraphicsMode, 1);
 }
 
-TEST_F(CommandLine, DirectoryBeforeLibraryIsKeptForNow) {
-    cells();
-    std::string out = run({"-dout", "-l", "cells"});
-    EXPECT_NE(out.find("Output directory: out\n"), std::string::npos) << out;
-    EXPECT_TRUE(dir_.exists("out"));
-}
-
-TEST_F(CommandLine, DirectoryThatCannotBeMadeFallsBackSilently) {
-    cells();
-    dir_.write("blocked", "");
-    CaptureStderr();
-    std::string out = run({"-d", "blocked/models", "cells:and2.2"});
-    EXPECT_EQ(GetCapturedStderr(), "");
-    EXPECT_NE(out.find("Output directory: " + path("two/behv/") + "\n"), std::string::npos) << out;
-    EXPECT_EQ(vo->errors + vo->fatals, 0);
-}
-
 TEST_F(CommandLine, OptionErrorsEndTheRun) {
     cells();
-    EXPECT_EXIT(runEnding({"cells:and2", "-d"}), ::testing::ExitedWithCode(1),
-                "expecting to find directory name after \\(-d\\)");
     EXPECT_EXIT(runEnding({"-l", "-o"}), ::testing::ExitedWithCode(1),
                 "expecting to find library name after \\(-l\\)");
-    EXPECT_EXIT(runEnding({"-l", "cells", "-d", "out"}), ::testing::ExitedWithCode(1),
-                "can not be use together");
     // Every bad option is counted first; the usage text comes once.
     EXPECT_EXIT(runAsIs({"-r", "-q", "cells:and2"}), ::testing::ExitedWithCode(1),
                 "^\nUsage: ENTGEN[^\n]*\n\n(    [^\n]*\n){6}\nAll arguments except the design name "
