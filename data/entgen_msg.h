@@ -22,6 +22,14 @@
 #define VOM_NOMEMORY 544 /* "[E] Out of memory." */
 #define VOM_NODBINIT 548 /* "[E] The design database could not be started." */
 #define VOM_NOLIB 553 /* "[E] Library %s does not exist." */
+
+/* Library list and output directory */
+#define VOM_NOLIBNAMED 549 /* "[E] The library list scrivet.ini names no library: no DIR line has an alias." */
+#define VOM_BADDIRLINE 550 /* "[E] Line %d of scrivet.ini is not a valid DIR line; ignored." */
+#define VOM_NODIRECTORY 551 /* "[E] Library line ignored, its directory does not exist: %s" */
+#define VOM_NOSCRIVET 552 /* "[E] Cannot find or read the library list scrivet.ini." */
+#define VOM_READONLYLIB 554 /* "[E] Library %s is read-only: no model can be written beside its symbols." */
+#define VOM_SYMNOTFOUND 555 /* "[E] Symbol %s.%s was not found in library %s." */
 #define VOM_BADVERSION 632 /* "[E] The message file entgen.kmb is not of version 5.3.1 of the translator." */
 
 /* Output file */

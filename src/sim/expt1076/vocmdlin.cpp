@@ -1,14 +1,21 @@
 // Command line and prompts. Options are scanned to the end before a bad
-// one ends the run, so the usage text comes once. Stand-ins: read_tmdir
-// does not read scrivet.ini, and chk_outdir for a design name gives no
-// directory (the current one) since no library list exists yet.
+// one ends the run, so the usage text comes once. Every name on the command
+// line reads the editor's library list again; the library manager takes a
+// line it already holds without complaint. The output directory is the
+// user's, if it can be made, else "behv" beside the symbol.
 #include "vocmdlin.h"
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
+#include "entgen_msg.h"
 #include "kspath.h"
+#include "kssrch.h"
+#include "ktdufs.h"
 #include "ktstr.h"
+#include "qfm.h"
+#include "qlm.h"
 #include "vgstruct.h"
 #include "vomain.h"
 #include "votok.h"
@@ -87,7 +94,8 @@ void vocmdlin(int argc, char** argv) {
                 read_tmdir(0);
                 break;
             case 'D':
-                if (c->library) optionError("\n ERROR: Option (-l) and (-d) can not be use together.\n");
+                if (c->library)
+                    optionError("\n ERROR: Option (-l) and (-d) can not be use together.\n");
                 if (!value || value[0] == '-')
                     optionError("\n ERROR: expecting to find directory name after (-d).\n");
                 replace(c->outdir, chk_outdir(value, 1));
@@ -171,12 +179,103 @@ void voprompt() {
     if (choose("Expand buses?", "No", "Yes", "No")) c->vectors = 0;
 }
 
-void read_tmdir(int flag) {
-    if (flag != 0) return;
+namespace {
+// Lines of scrivet.ini are read up to this length.
+constexpr int kLineMax = 512;
+
+// Ends a line that filled the buffer: true when the line was longer, its
+// rest then skipped.
+bool lineWasCut(FILE* f) {
+    int c = std::fgetc(f);
+    if (c == '\n' || c == EOF) return false;
+    while (c != '\n' && c != EOF) c = std::fgetc(f);
+    return true;
 }
 
+// The text behind the word DIR, or null for any other line.
+char* dirText(char* line) {
+    while (*line == ' ' || *line == '\t') ++line;
+    if (ktStrNicmp(line, "DIR", 3) != 0 || (line[3] != ' ' && line[3] != '\t')) return nullptr;
+    return line + 3;
+}
+
+// Takes one DIR line into the library list; true when it names a library.
+bool takeDirLine(char* text, int number) {
+    if (kqLibDirectory* dir = qlm_read(text)) return *qlm_id_get_name(dir) != '\0';
+    if (qlm_get_status() == QLM_NODIR) {
+        while (*text == ' ' || *text == '\t') ++text;
+        voreport(4, VOM_NODIRECTORY, text);
+    } else {
+        voreport(3, VOM_BADDIRLINE, number);
+    }
+    return false;
+}
+}  // namespace
+
+void read_tmdir(int flag) {
+    if (flag != 0) return;
+    char path[KS_PATHMAX];
+    FILE* raw = ksGetini("scrivet.ini", path) == KS_OK ? std::fopen(path, "r") : nullptr;
+    if (!raw) {
+        voreport(4, VOM_NOSCRIVET);
+        return;
+    }
+    std::unique_ptr<FILE, decltype(&std::fclose)> f{raw, &std::fclose};
+    char line[kLineMax];
+    int number = 0;
+    bool named = false;
+    while (ktDufsFgets(line, sizeof line, f.get())) {
+        ++number;
+        size_t n = std::strlen(line);
+        bool cut = false;
+        if (n && line[n - 1] == '\n') line[n - 1] = '\0';
+        else if (n == sizeof line - 1) cut = lineWasCut(f.get());
+        char* text = dirText(line);
+        if (!text) continue;
+        // A cut line would name another directory: refuse it.
+        if (cut) voreport(3, VOM_BADDIRLINE, number);
+        else if (takeDirLine(text, number)) named = true;
+    }
+    if (!named) {
+        std::fputs(" \n", stdout);
+        voreport(3, VOM_NOLIBNAMED);
+    }
+}
+
+namespace {
+// The behv directory beside the symbol `design` ("lib:name.ext"); ends
+// the run when the symbol is in no library or its library is read-only.
+char* behvDirectory(const char* design) {
+    char copy[KS_PATHMAX], library[KS_PATHMAX];
+    char base[KS_PATHMAX] = "", ext[KS_PATHMAX] = "";
+    // A name this long names no file; it is shown cut.
+    bool fits = std::strlen(design) < sizeof copy;
+    ktStrncpyNullTerm(copy, design, sizeof copy);
+    std::strcpy(library, q_split_lib_comp(copy));
+    if (!fits || ksParse(copy, nullptr, nullptr, base, ext) != KS_OK)
+        ktStrncpyNullTerm(base, copy, sizeof base);
+    if (!*ext) std::strcpy(ext, "1");
+    kqLibDirectory* dir = fits ? qfm_find_directory(library, QFM_SYMBOL, base, ext) : nullptr;
+    if (!dir) {
+        voreport(4, VOM_SYMNOTFOUND, base, ext, *library ? library : "*");
+        voexit(4);
+    }
+    if (!qlm_id_writable(dir)) {
+        const char* shown = *library ? library : qlm_id_get_name(dir);
+        voreport(4, VOM_READONLYLIB, *shown ? shown : qlm_id_get_path(dir));
+        voexit(4);
+    }
+    char behv[KS_PATHMAX];
+    ktStrncpyNullTerm(behv, qlm_id_get_path(dir), sizeof behv);
+    if (ksDnpath(behv, "behv") != KS_OK) return nullptr;
+    // A directory that can't be made shows when the model is opened.
+    if (ksExists(behv, KS_DIR) != KS_OK) ksCreate(behv, KS_DIR);
+    return vostcpy(behv);
+}
+}  // namespace
+
 char* chk_outdir(const char* name, int isexplicit) {
-    if (!isexplicit) return nullptr;
+    if (!isexplicit) return behvDirectory(name);
     if (ksExists(name, KS_DIR) != KS_OK && ksCreate(name, KS_DIR) != KS_OK) return nullptr;
     return vostcpy(name);
 }

@@ -101,7 +101,8 @@ void vosinglerun() {
 int volibraryrun() {
     libname = vo->cmdl->name;
     if (!qlm_library_exists(libname)) {
-        voreport(4, VOM_NOLIB, libname);
+        // An empty answer at the prompt leaves a library run with no name.
+        voreport(4, VOM_NOLIB, libname ? libname : "");
         voexit(5);
     }
     qfm_file_loop(libname, 1, "*", "*", volibfile, nullptr);
@@ -114,16 +115,41 @@ int volibraryrun() {
 }
 
 namespace {
+// Up to this version the lower ones are asked for one by one; above it the
+// library's files of the symbol are walked instead, so that a file named
+// "x.4000000000" costs one walk and not billions of searches.
+constexpr long kAskedVersions = 64;
+
+bool versionExists(const char* base, long version) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%ld", version);
+    qfm_id* id = qfm_find_file(libname, QFM_SYMBOL, base, text);
+    bool found = qfm_id_file_exists(id);
+    qfm_free_id(id);
+    return found;
+}
+
+struct LowerVersion {
+    const char* base;
+    long below;
+};
+
+int isLowerVersion(const char* file, void* data) {
+    auto* want = static_cast<LowerVersion*>(data);
+    char ext[KS_PATHMAX] = "";
+    if (ksParse(file, nullptr, nullptr, nullptr, ext) != KS_OK || !ktStrIsnum(ext)) return 0;
+    long v = std::strtol(ext, nullptr, 10);
+    return v >= 1 && v < want->below && versionExists(want->base, v);
+}
+
 // True when a lower numbered version of the symbol exists in the library.
 bool lowerVersionExists(const char* base, long version) {
-    for (long i = 1; i < version; ++i) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%ld", i);
-        qfm_id* id = qfm_find_file(libname, 1, base, text);
-        bool found = qfm_id_file_exists(id);
-        qfm_free_id(id);
-        if (found) return true;
+    if (version > kAskedVersions) {
+        LowerVersion want{base, version};
+        return qfm_file_loop(libname, QFM_SYMBOL, base, "*", isLowerVersion, &want) == 1;
     }
+    for (long i = 1; i < version; ++i)
+        if (versionExists(base, i)) return true;
     return false;
 }
 }  // namespace
@@ -136,14 +162,15 @@ int volibfile(const char* file, void*) {
         voreport(3, VOM_BADEXT, libname, file);
         return 0;
     }
-    long version = 0;
-    std::sscanf(ext, "%ld", &version);
+    // Digits only: strtol can't fail, and a number too big stops at LONG_MAX.
+    long version = std::strtol(ext, nullptr, 10);
     if (version > 1 && lowerVersionExists(base, version)) return 0;
 
     // The library name is vocmdl.name itself; keep it while the name changes.
-    char* merged = vostcpy(q_merge_lib_comp(libname, file));
+    char* merged = q_merge_lib_comp(libname, file);
     if (vo->cmdl->name != libname) vostfree(vo->cmdl->name);
-    vo->cmdl->name = merged;
+    vo->cmdl->name = vostcpy(merged);
+    ktStrFree(merged);
     char* outdir = chk_outdir(vo->cmdl->name, 0);
     if (!outdir) voexit(4);
     vostfree(vo->cmdl->outdir);

@@ -1,0 +1,229 @@
+#include "qlm.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "kspath.h"
+#include "tempdir.h"
+
+namespace {
+
+// Each test starts with an empty list and directories a, b, c of its own.
+class LibList : public ::testing::Test {
+protected:
+    void SetUp() override {
+        qlm_free_all();
+        qlm_errno = 0;
+        for (const char* d : {"a", "b", "c"}) dir_.mkdir(d);
+    }
+    void TearDown() override { qlm_free_all(); }
+
+    std::string d(const std::string& rel) const { return dir_.path(rel); }
+    // Reads `line` with every "@x" replaced by the path of directory x.
+    kqLibDirectory* read(std::string line) const {
+        for (size_t at; (at = line.find('@')) != std::string::npos;)
+            line.replace(at, 2, d(line.substr(at + 1, 1)));
+        return qlm_read(line.c_str());
+    }
+    // The status of a refused line; 0 when it was taken.
+    int status(const std::string& line) const {
+        qlm_errno = 0;
+        return read(line) ? 0 : qlm_get_status();
+    }
+    static std::vector<int> numbers() {
+        std::vector<int> v;
+        for (kqLibDirectory* e = qlm_id_next_dir(nullptr); e; e = qlm_id_next_dir(e))
+            v.push_back(e->number);
+        return v;
+    }
+
+    TempDir dir_;
+};
+
+TEST_F(LibList, NumberGivesRankAndAccess) {
+    kqLibDirectory* p = read("0 @a (cells)");
+    kqLibDirectory* w = read("dir 5 @b");
+    kqLibDirectory* r = read("DiR 6 @c (cells)");
+    ASSERT_TRUE(p && w && r) << qlm_errno;
+    EXPECT_EQ(p->flags, unsigned(QLM_PRIMARY));
+    EXPECT_EQ(qlm_id_writable(w), 1);
+    EXPECT_EQ(qlm_id_writable(r), 0);
+    EXPECT_EQ(qlm_id_megafile(r), 0);
+    EXPECT_STREQ(qlm_id_get_name(r), "cells");
+}
+
+TEST_F(LibList, LettersGiveAccess) {
+    kqLibDirectory* m = read("[m] @a (mega)");
+    kqLibDirectory* pl = read("[pL] @b (main)");
+    ASSERT_TRUE(m && pl) << qlm_errno;
+    EXPECT_EQ(qlm_id_writable(m), 0);
+    EXPECT_EQ(qlm_id_megafile(m), 1);
+    EXPECT_EQ(m->number, -1);
+    EXPECT_EQ(pl->flags, unsigned(QLM_PRIMARY | QLM_MARKED));
+    EXPECT_EQ(qlm_id_writable(pl), 1);
+}
+
+TEST_F(LibList, EachStatusOfARefusedLine) {
+    const struct {
+        const char* line;
+        int status;
+    } cases[] = {
+        {"", QLM_BADLINE},
+        {"  \t\b\v\r\n", QLM_BADLINE},
+        {"dir", QLM_BADLINE},
+        {"[w]", QLM_BADLINE},
+        {"[w] @a (cells", QLM_BADLINE},
+        {"[w] @a cells", QLM_BADLINE},
+        {"[w] @a ()", QLM_BADALIAS},
+        {"[w] @a (a__b)", QLM_BADALIAS},
+        {"[w] @a (1ab)", QLM_BADALIAS},
+        {"[w] @a (a-b)", QLM_BADALIAS},
+        {"[rw] @a", QLM_EXCLUSIVE},
+        {"[rp] @a", QLM_EXCLUSIVE},
+        {"[wm] @a", QLM_EXCLUSIVE},
+        {"[pm] @a", QLM_EXCLUSIVE},
+        {"[x] @a", QLM_BADLETTER},
+        {"[l] @a", QLM_NOACCESS},
+        {"[] @a", QLM_NOACCESS},
+        {"[w @a", QLM_BADLINE},
+        {"w @a", QLM_BADLINE},
+        {"-1 @a", QLM_BADLINE},
+        {"21 @a", QLM_RANGE},
+        {"[w] @a/missing", QLM_NODIR},
+        // The first failing test of a line gives its status: the alias
+        // before the access, the access before the directory.
+        {"[x] @a/missing ()", QLM_BADALIAS},
+        {"21 @a/missing", QLM_RANGE},
+        {"[rw] @a/missing", QLM_EXCLUSIVE},
+        {"[x] @a/missing", QLM_BADLETTER},
+    };
+    for (const auto& c : cases) EXPECT_EQ(status(c.line), c.status) << c.line;
+    EXPECT_EQ(qlm_id_next_dir(nullptr), nullptr);
+}
+
+TEST_F(LibList, GoodAliasesAndComments) {
+    EXPECT_EQ(status("[w] @a (a_b_1)"), 0);
+    EXPECT_EQ(status("[w] @b (z_)"), 0);
+    kqLibDirectory* e = read("[w] @c |(not) an alias");
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(e->name, nullptr);
+    EXPECT_STREQ(qlm_id_get_name(e), "");
+}
+
+TEST_F(LibList, ListRulesComeBeforeTheDirectoryTest) {
+    ASSERT_EQ(status("3 @a"), 0);
+    EXPECT_EQ(status("[w] @b"), QLM_MIXED);
+    EXPECT_EQ(status("[x] @b/missing"), QLM_MIXED);  // mixing is told before the letters
+    EXPECT_EQ(status("3 @b/missing"), QLM_SAMENUMBER);
+    EXPECT_EQ(status("30 @b"), QLM_RANGE);
+    qlm_free_all();
+    ASSERT_EQ(status("[p] @a"), 0);
+    EXPECT_EQ(status("4 @b"), QLM_MIXED);
+    EXPECT_EQ(status("[p] @b/missing"), QLM_SECONDPRIMARY);
+    EXPECT_EQ(numbers(), std::vector<int>{-1});
+}
+
+TEST_F(LibList, DirectoryThatCannotBeExamined) {
+    // Deep enough that its absolute path no longer fits a path buffer.
+    std::string deep = std::string(200, 'x') + "/" + std::string(100, 'y');
+    dir_.mkdir(deep);
+    EXPECT_EQ(status("[w] " + d(deep)), QLM_NOEXAMINE);
+    dir_.write("file", "");
+    EXPECT_EQ(status("[w] " + d("file")), QLM_NODIR);
+}
+
+TEST_F(LibList, TokenLimits) {
+    std::string alias32 = "a" + std::string(31, 'b');
+    EXPECT_EQ(status("[w] @a (" + alias32 + ")"), 0);
+    EXPECT_EQ(status("[w] @b (" + alias32 + "c)"), QLM_BADALIAS);
+    // A path token longer than 511 characters is refused, not cut.
+    std::string path = "/" + std::string(511, 'x');
+    EXPECT_EQ(status("[w] " + path), QLM_BADLINE);
+    EXPECT_EQ(status("[w] " + path.substr(1)), QLM_NODIR);
+    EXPECT_EQ(status("[wwwwwwwwwwwwwww] @c"), QLM_BADLINE);
+    EXPECT_EQ(status("[wwwwwwwwwwwww] @c"), 0);
+}
+
+TEST_F(LibList, NumbersRiseWhileTheAliasChainKeepsReadingOrder) {
+    kqLibDirectory* seven = read("7 @a (lib)");
+    kqLibDirectory* three = read("3 @b (LIB)");
+    kqLibDirectory* five = read("5 @c (lib)");
+    ASSERT_TRUE(seven && three && five);
+    EXPECT_EQ(numbers(), (std::vector<int>{3, 5, 7}));
+    EXPECT_EQ(seven->nextlib, three);
+    EXPECT_EQ(three->nextlib, five);
+    EXPECT_EQ(five->nextlib, nullptr);
+    // The library's directories are visited by rank, all of them.
+    std::vector<kqLibDirectory*> walked;
+    for (kqLibDirectory* e = qlm_id_next_libdir(nullptr, "Lib"); e;
+         e = qlm_id_next_libdir(e, "lib"))
+        walked.push_back(e);
+    EXPECT_EQ(walked, (std::vector<kqLibDirectory*>{three, five, seven}));
+}
+
+TEST_F(LibList, LibrariesAreTheAliases) {
+    read("1 @a");
+    read("2 @b (Cells)");
+    EXPECT_EQ(qlm_library_exists("cells"), 1);
+    EXPECT_EQ(qlm_library_exists("cell"), 0);
+    EXPECT_EQ(qlm_library_exists(""), 0);
+    EXPECT_EQ(qlm_library_exists(nullptr), 0);
+    EXPECT_EQ(qlm_id_next_libdir(nullptr, ""), nullptr);
+    EXPECT_EQ(qlm_id_next_libdir(nullptr, nullptr), nullptr);
+}
+
+TEST_F(LibList, TheSameLineTwiceIsTakenOnce) {
+    kqLibDirectory* n = read("4 @a (cells)");
+    EXPECT_EQ(read("4 @a (cells)"), n);
+    EXPECT_EQ(status("4 @b (cells)"), QLM_SAMENUMBER);
+    EXPECT_EQ(numbers(), std::vector<int>{4});
+    qlm_free_all();
+    kqLibDirectory* p = read("dir [p] @a (cells)");
+    EXPECT_EQ(read("[p] @a (cells)"), p);
+    EXPECT_EQ(status("[p] @a (other)"), QLM_SECONDPRIMARY);
+    EXPECT_EQ(p->nextlib, nullptr);
+}
+
+TEST_F(LibList, PathIsAbsoluteAndTheGivenOneIsKept) {
+    kqLibDirectory* abs = read("1 @a");
+    ASSERT_NE(abs, nullptr);
+    EXPECT_EQ(abs->path, abs->givenpath);  // one string when the two agree
+    ChdirGuard here(dir_.path());
+    ksGetdefReset();
+    kqLibDirectory* rel = qlm_read("2 ./b/../b");
+    ksGetdefReset();
+    ASSERT_NE(rel, nullptr);
+    EXPECT_STREQ(rel->givenpath, "./b/../b");
+    EXPECT_STREQ(qlm_id_get_path(rel), d("b").c_str());
+}
+
+TEST_F(LibList, NullIdentity) {
+    EXPECT_EQ(qlm_id_get_name(nullptr), nullptr);
+    EXPECT_EQ(qlm_errno, QLM_NULLID);
+    qlm_errno = 0;
+    EXPECT_EQ(qlm_id_get_path(nullptr), nullptr);
+    EXPECT_EQ(qlm_get_status(), QLM_NULLID);
+    EXPECT_EQ(qlm_id_writable(nullptr), -1);
+    EXPECT_EQ(qlm_id_megafile(nullptr), -1);
+}
+
+TEST(LineTokens, SeparatorsAndLimit) {
+    char tok[6];
+    const char* line = "\b\v dir\t[w]\r\nabcdefgh";
+    const char* at = kqIGetToken(line, tok, sizeof tok);
+    EXPECT_STREQ(tok, "dir");
+    at = kqIGetToken(at, tok, sizeof tok);
+    EXPECT_STREQ(tok, "[w]");
+    at = kqIGetToken(at, tok, sizeof tok);
+    EXPECT_STREQ(tok, "abcde");  // cut at the limit, the rest skipped
+    EXPECT_STREQ(at, "");
+    EXPECT_EQ(kqIGetToken(at, tok, sizeof tok), nullptr);
+    EXPECT_EQ(kqIGetToken(nullptr, tok, sizeof tok), nullptr);
+    EXPECT_EQ(kqIGetToken("x", nullptr, 4), nullptr);
+    const char* feed = "a\fb";  // a form feed doesn't part tokens
+    EXPECT_EQ(kqIGetToken(feed, tok, sizeof tok), feed + 3);
+}
+
+}  // namespace
