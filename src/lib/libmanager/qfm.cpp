@@ -204,9 +204,8 @@ int qfm_id_file_exists(const qfm_id* id) { return id && id->time > 1; }
 
 void qfm_free_id(qfm_id* id) {
     if (!id) return;
-    ktStrFree(id->name);
-    ktStrFree(id->ext);
-    ktStrFree(id->reserved);
+    for (char* s : {id->name, id->ext, id->reserved})
+        if (s) ktStrFree(s);
     ktMemFree(id);
 }
 

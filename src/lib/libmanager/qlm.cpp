@@ -139,9 +139,10 @@ void link(kqLibDirectory* rec) {
 }
 
 void release(kqLibDirectory* d) {
-    if (d->path != d->givenpath) ktStrFree(d->path);
-    ktStrFree(d->givenpath);
-    ktStrFree(d->name);
+    // Pooled strings are never null when freed; an entry may lack an alias.
+    if (d->path && d->path != d->givenpath) ktStrFree(d->path);
+    if (d->givenpath) ktStrFree(d->givenpath);
+    if (d->name) ktStrFree(d->name);
     ktMemFree(d);
 }
 }  // namespace
@@ -185,7 +186,9 @@ kqLibDirectory* qlm_read(const char* line) {
         if (!goodAlias(name)) return fail(QLM_BADALIAS);
     }
 
-    Access a = ktStrIsnum(access) ? numericAccess(access) : letterAccess(access);
+    // The numeric form is digits alone: no sign, point or exponent.
+    bool digits = *access && std::strspn(access, "0123456789") == std::strlen(access);
+    Access a = digits ? numericAccess(access) : letterAccess(access);
     if (a.status == 0)
         if (kqLibDirectory* twin = twinOf(path, name, a)) return twin;
     if (int rule = listRule(a)) return fail(rule);

@@ -49,8 +49,8 @@ int sortedPairs(voComman* list, Pair* table) {
 
 void releasePairs(Pair* table, int n) {
     for (int i = 0; i < n; ++i) {
-        ktStrFree(table[i].name);
-        ktStrFree(table[i].value);
+        if (table[i].name) ktStrFree(table[i].name);
+        if (table[i].value) ktStrFree(table[i].value);
     }
 }
 

@@ -299,9 +299,11 @@ TEST_F(FreshProcess, PurifyKeepsTheDebugAllocatorTheFreeListsAndThePoolOff) {
 
 TEST(TranslatorDebugRun, EndsWithTheUsageReportAndNoViolation) {
     TempDir dir;
-    RunResult r = runEntgen(dir.path(), {"-o", "and2"}, "", {"KT_MEMDBG=1"});
+    dir.write("scrivet.ini", "DIR [w] ./cells (cells)\n");
+    dir.write("cells/sym/and2.1", "V 5\nE\n");
+    RunResult r = runEntgen(dir.path(), {"-o", "cells:and2"}, "", {"KT_MEMDBG=1"});
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_TRUE(dir.exists("and2.vhd"));
+    EXPECT_TRUE(dir.exists("cells/behv/and2.vhd"));
     size_t report = r.out.find("\nMaximum memory usage=");
     ASSERT_NE(report, std::string::npos) << r.out;
     EXPECT_LT(r.out.find("Output directory"), report);
