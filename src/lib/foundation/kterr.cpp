@@ -34,8 +34,8 @@ FILE* ktErrFileV = stderr;
 void (*ktErrOutFuncV)(ktErrStream*, ktErrObject*) = ktErrReport;
 
 namespace {
-constexpr const char* kWords[KT_ERR_NSEVERITIES] = {
-    "Error", "Status", "Note", "Warning", "Fatal", "Internal Error", "Disabled"};
+constexpr const char* kWords[KT_ERR_NSEVERITIES] = {"Error", "Status",         "Note",    "Warning",
+                                                    "Fatal", "Internal Error", "Disabled"};
 constexpr char kLetters[KT_ERR_NSEVERITIES + 1] = "ESIWFZD";
 
 // The log's own complaints carry this number and never enter the log.
@@ -277,8 +277,8 @@ void ktErrReport(ktErrStream* stream, ktErrObject* err) {
     ktErrDestroy(err);
 }
 
-void ktErrReportBuildVa(ktErrStream* stream, const char* location, ktMsgHandle* msgfile,
-                        int number, va_list args) {
+void ktErrReportBuildVa(ktErrStream* stream, const char* location, ktMsgHandle* msgfile, int number,
+                        va_list args) {
     ktErrReport(stream, ktErrBuildVa(location, msgfile, number, args));
 }
 
@@ -356,12 +356,23 @@ void ktErrStreamAdd(ktErrStream* stream, ktErrObject* err) {
         ktErrDestroy(static_cast<ktErrObject*>(ktDlistRemHead(stream->list)));
     ktDlistAddTail(stream->list, ktErrCopy(err));
     switch (err->severity) {
-        case KT_ERR_STATUS: ++stream->status; break;
-        case KT_ERR_NOTE: ++stream->notes; break;
-        case KT_ERR_WARNING: ++stream->warnings; break;
-        case KT_ERR_ERROR: ++stream->errors; break;
-        case KT_ERR_INTERNAL: ++stream->internals; break;
-        default: break;
+        case KT_ERR_STATUS:
+            ++stream->status;
+            break;
+        case KT_ERR_NOTE:
+            ++stream->notes;
+            break;
+        case KT_ERR_WARNING:
+            ++stream->warnings;
+            break;
+        case KT_ERR_ERROR:
+            ++stream->errors;
+            break;
+        case KT_ERR_INTERNAL:
+            ++stream->internals;
+            break;
+        default:
+            break;
     }
 }
 
@@ -504,7 +515,7 @@ void ktErrLog(const ktErrObject* err) {
     ktErrLogState& log = ktErr_LogV;
     if (!err || err->severity == KT_ERR_STATUS) return;
     if (log.enabled && !log.opened) ktErrLogOpenFile();
-    if (!log.usable || !log.enabled || err->number == kLogComplaint) return;
+    if (!log.usable || !log.enabled || !log.path || err->number == kLogComplaint) return;
     if (!log.stream) {
         log.stream = std::fopen(log.path, "a");
         if (!log.stream) {

@@ -109,8 +109,8 @@ void ktErrLoop(ktErrObject* err, void (*function)(ktErrObject* err, void* data),
 // return.
 void ktErrReportBuild(ktErrStream* stream, const char* location, ktMsgHandle* msgfile, int number,
                       ...);
-void ktErrReportBuildVa(ktErrStream* stream, const char* location, ktMsgHandle* msgfile,
-                        int number, va_list args);
+void ktErrReportBuildVa(ktErrStream* stream, const char* location, ktMsgHandle* msgfile, int number,
+                        va_list args);
 void ktErrReport(ktErrStream* stream, ktErrObject* err);
 // A text that no message file holds.
 void ktErrReport2(const char* app, int severity, const char* text);
