@@ -183,8 +183,28 @@ void ktCleanup() {
     ktCleanupProcV();
 }
 
+namespace {
+struct AbortHandler {
+    void (*handler)();
+    AbortHandler* older;
+};
+AbortHandler* abortHandlers = nullptr;
+}  // namespace
+
+void ktAbortAddHandler(void (*handler)()) {
+    auto* h = static_cast<AbortHandler*>(ktMemMalloc(sizeof(AbortHandler), "ktAbortHandler"));
+    *h = AbortHandler{handler, abortHandlers};
+    abortHandlers = h;
+}
+
 void ktAbort(int core) {
     ktCleanup();
+    // A handler that ends in ktAbort itself must not start the list again.
+    while (AbortHandler* h = abortHandlers) {
+        abortHandlers = h->older;
+        h->handler();
+        ktMemFree(h);
+    }
     std::fflush(stdout);
     if (core) ksCoreDump();
     std::exit(3);

@@ -111,6 +111,9 @@ void ktOnExitSetOrder(void (*function)(), int order);
 // on standard output, and keeps the text in ktCurrentBannerV.
 void ktBanner(const char* title, const char* version);
 
-// Runs the clean-up once, then dumps core when `core` is set, else exit(3).
+// Runs the clean-up once and the abort handlers, newest first, then dumps
+// core when `core` is set, else exit(3).
 [[noreturn]] void ktAbort(int core);
+// Adds a handler that ktAbort calls on its way out.
+void ktAbortAddHandler(void (*handler)());
 void ktCleanup();

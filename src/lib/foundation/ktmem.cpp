@@ -295,14 +295,15 @@ size_t blockSize = kDefaultBlockSize;
 
 // A chunk must hold the largest record and keep every carve a multiple of
 // 8; a value that breaks this is raised to the next one that doesn't.
-size_t readBlockSize() {
+// `*bad` is the environment's text when it had to be raised.
+size_t readBlockSize(const char** bad) {
     const char* env = std::getenv("KT_BLOCKSIZE");
     int n = kDefaultBlockSize;
+    *bad = nullptr;
     if (!env || std::sscanf(env, "%d", &n) != 1) return kDefaultBlockSize;
     if (n >= static_cast<int>(kFlMax) && n % 8 == 0) return static_cast<size_t>(n);
-    size_t fixed = n < static_cast<int>(kFlMax) ? kFlMax : round8(static_cast<size_t>(n));
-    ktErrReportBuild(nullptr, nullptr, ktMsgFile(), KTM_BADBLOCKSIZE, env, static_cast<int>(fixed));
-    return fixed;
+    *bad = env;
+    return n < static_cast<int>(kFlMax) ? kFlMax : round8(static_cast<size_t>(n));
 }
 
 void flDecide() {
@@ -314,8 +315,14 @@ void flDecide() {
     // On from here: the report a bad block size makes allocates records too.
     flMode = FlMode::On;
     flHeads = static_cast<void**>(ktMemCalloc(kFlHeads, sizeof(void*), "ktMemFlMemBlock"));
-    blockSize = readBlockSize();
+    const char* bad = nullptr;
+    blockSize = readBlockSize(&bad);
     ktAddPurgeRoutine(ktMemFlPurge);
+    // Only now may the warning be made: the report itself takes records, and
+    // its chunk must already have the size it is told about.
+    if (bad)
+        ktErrReportBuild(nullptr, nullptr, ktMsgFile(), KTM_BADBLOCKSIZE, bad,
+                         static_cast<int>(blockSize));
 }
 
 void flPush(void* record, size_t size) {

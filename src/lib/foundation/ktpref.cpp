@@ -1,5 +1,6 @@
-// Preferences. Stand-in: groups and options of the yes-or-no type, set by
-// their defaults or from the command line; no initialization file is read.
+// Preferences. Stand-in: groups and options of the types the error and
+// exception groups declare, set by their defaults or, for the two-valued
+// types, from the command line; no initialization file is read.
 #include "ktpref.h"
 
 #include <cstdio>
@@ -16,6 +17,13 @@
 namespace {
 constexpr const char* kYesNoNames[] = {"No", "Yes"};
 ktTypeEnumData yesNoData{2, kYesNoNames};
+constexpr const char* kOnOffNames[] = {"Off", "On"};
+ktTypeEnumData onOffData{2, kOnOffNames};
+constexpr const char* kActionNames[] = {"statusLine", "alertBox", "disabled"};
+ktTypeEnumData actionData{3, kActionNames};
+constexpr const char* kStyleNames[] = {"terse", "verbose"};
+ktTypeEnumData styleData{2, kStyleNames};
+ktTypeIntRange unsignedRange{0, 2147483647};
 
 ktSym* groups = nullptr;
 int optionsMade = 0;
@@ -59,8 +67,9 @@ void destroyOption(void* p) {
     ktMemFlFree(o, sizeof(ktPrefOption));
 }
 
+// The types whose value the sign of a command-line option gives.
 bool isYesNoKind(const ktTypeTS* type) {
-    return type == &ktYesNoTS;
+    return type == &ktYesNoTS || type == &ktOnOffTS;
 }
 
 // The command-line option handler: "-group.option" or "+group.option".
@@ -86,7 +95,7 @@ int optionHandler(const char* arg, const char*, void*) {
 
     auto* g = static_cast<ktPrefDB*>(ktSymFetch(groups, group));
     ktPrefOption* o = g ? findOption(g, option) : nullptr;
-    // Only the yes-or-no kind exists here, and it takes no value argument.
+    // Only the two-valued kinds are read here; they take no value argument.
     if (!o || !isYesNoKind(o->type)) return 3;
     if (o->flags & KT_PREF_OWNED) freeValue(o, o->value);
     o->value = arg[0] == '+' ? 1 : 0;
@@ -96,7 +105,12 @@ int optionHandler(const char* arg, const char*, void*) {
 }  // namespace
 
 ktTypeTB ktEnumTB = {0, nullptr, nullptr, nullptr, nullptr, nullptr};
+ktTypeTB ktIntTB = {0, nullptr, nullptr, nullptr, nullptr, nullptr};
 ktTypeTS ktYesNoTS = {"ktYesNoVT", &ktEnumTB, &yesNoData, 1};
+ktTypeTS ktOnOffTS = {"ktOnOffVT", &ktEnumTB, &onOffData, 1};
+ktTypeTS ktUnsignedIntTS = {"ktUnsignedIntVT", &ktIntTB, &unsignedRange, 1};
+ktTypeTS ktErrActionTS = {"ktErrActionVT", &ktEnumTB, &actionData, 1};
+ktTypeTS ktErrStyleTS = {"ktErrStyleVT", &ktEnumTB, &styleData, 1};
 
 ktTypedata ktTypeLongToTypedata(long value) {
     return static_cast<ktTypedata>(value);

@@ -3,12 +3,13 @@
 // the application, the command line and the tool family's initialization
 // file. Names of groups and options compare without regard to case.
 //
-// Stand-in: only the yes-or-no type ktYesNoTS exists, and ktPrefParse
-// takes values from the command line alone (+group.option and
-// -group.option); no initialization file is read, so every option keeps
-// its default unless the command line sets it. There is no
-// ktPrefSetval, ktPrefTypespec, ktPrefAdd, no conversion of typed values
-// from text and no printing of them.
+// Stand-in: the types are those of the error and exception groups
+// (yes-or-no, on-or-off, the report action and style enumerations, the
+// unsigned integer), and ktPrefParse takes values from the command line
+// alone, for the two-valued types only (+group.option and -group.option);
+// no initialization file is read, so every other option keeps its
+// default. There is no ktPrefSetval, ktPrefTypespec, ktPrefAdd, no
+// conversion of typed values from text and no printing of them.
 #pragma once
 #include <cstdint>
 
@@ -43,8 +44,19 @@ struct ktTypeEnumData {
     const char* const* names;
 };
 
+// An integer type's data: the range of its values.
+struct ktTypeIntRange {
+    long min;
+    long max;
+};
+
 extern ktTypeTB ktEnumTB;
-extern ktTypeTS ktYesNoTS;  // "No", "Yes"
+extern ktTypeTB ktIntTB;
+extern ktTypeTS ktYesNoTS;        // "No", "Yes"
+extern ktTypeTS ktOnOffTS;        // "Off", "On"
+extern ktTypeTS ktUnsignedIntTS;  // 0 to 2147483647
+extern ktTypeTS ktErrActionTS;    // "statusLine", "alertBox", "disabled"
+extern ktTypeTS ktErrStyleTS;     // "terse", "verbose"
 
 ktTypedata ktTypeLongToTypedata(long value);
 ktTypedata ktTypePtrToTypedata(void* value);

@@ -21,8 +21,8 @@ namespace {
 constexpr int kReplyMax = 80;
 
 [[noreturn]] void fatal(int number, const char* path = nullptr) {
-    // These count as fatal without going through the report's own level.
-    if (vo) ++vo->fatals;
+    // Counted as fatal whatever the severity the message gives the report.
+    vomsg(4);
     std::snprintf(ViewLocation, sizeof ViewLocation, " ");
     if (path) ktErrReportBuild(nullptr, ViewLocation, msgFp, number, path);
     else ktErrReportBuild(nullptr, ViewLocation, msgFp, number);
@@ -112,7 +112,7 @@ int vofopen(const char* base, const char* ext) {
 
     if (ksExists(path, KS_FILE) == KS_OK && !(vo->cmdl && vo->cmdl->overwrite) &&
         !voGraphicsMode) {
-        ++vo->warnings;
+        vomsg(2);
         std::snprintf(ViewLocation, sizeof ViewLocation, " ");
         ktErrReportBuild(nullptr, ViewLocation, msgFp, VOM_EXISTS, path);
         char question[KS_PATHMAX + 16];
