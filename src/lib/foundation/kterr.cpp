@@ -181,3 +181,7 @@ char* ktErrLocationRoutine(const char* name) {
     std::snprintf(location, sizeof location, "in call to routine %s()", name);
     return location;
 }
+
+void ktErrOut3(const char* location, const char* app, int severity, const char* text) {
+    ktErrReport(nullptr, ktErrCreate(location, app, 0, severity, text));
+}

@@ -65,3 +65,6 @@ void ktErrYell(const char* format, ...);
 // "in call to routine <name>()" in a buffer of 512 characters that the next
 // location call overwrites; null for a null or empty name.
 char* ktErrLocationRoutine(const char* name);
+
+// Makes an object of the texts and reports it with no stream.
+void ktErrOut3(const char* location, const char* app, int severity, const char* text);

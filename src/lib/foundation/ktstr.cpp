@@ -140,3 +140,62 @@ const char* ktStrTok(const char* text, char* token, size_t size, const char* del
     if (token && size) token[n] = '\0';
     return text;
 }
+
+namespace {
+// The character a backslash sequence at `p` (behind the backslash) stands
+// for, or -1 for a joined line; `p` moves behind the sequence.
+int escaped(const char*& p) {
+    char c = *p++;
+    switch (c) {
+        case '\n': return -1;
+        case 'n': return '\n';
+        case 't': return '\t';
+        case 'v': return '\v';
+        case 'b': return '\b';
+        case 'r': return '\r';
+        case 'f': return '\f';
+        default: break;
+    }
+    if (c < '0' || c > '7') return static_cast<unsigned char>(c);
+    int value = c - '0';
+    for (int digits = 1; digits < 3 && *p >= '0' && *p <= '7'; ++digits) {
+        int next = value * 8 + (*p - '0');
+        if (next > 255) break;
+        value = next;
+        ++p;
+    }
+    return value;
+}
+}  // namespace
+
+const char* ktStrCvtFromLiteral(const char* text, char* out, int size, int open, int close) {
+    if (!text || !out || size <= 0) return nullptr;
+    const char* p = text;
+    int closing = 0;
+    if (open) {
+        p = std::strchr(text, open);
+        if (!p) return nullptr;
+        closing = open;
+        ++p;
+    } else if (close) {
+        closing = close;
+    } else if (*p == '"' || *p == '\'') {
+        closing = *p++;
+    }
+    int n = 0;
+    for (;;) {
+        if (*p == '\0') {
+            out[n] = '\0';
+            return closing ? nullptr : p;
+        }
+        int c = static_cast<unsigned char>(*p++);
+        if (c == '\\' && *p != '\0') {
+            c = escaped(p);
+            if (c < 0) continue;
+        } else if (c == closing) {
+            out[n] = '\0';
+            return p;
+        }
+        if (n < size - 1) out[n++] = static_cast<char>(c);
+    }
+}

@@ -27,3 +27,11 @@ int ktStrMat(const char* pattern, const char* text);
 // rest of a longer token is skipped) and returns the address of what ended
 // it, for the next call. Null, with an empty token, when no token is left.
 const char* ktStrTok(const char* text, char* token, size_t size, const char* delimiters);
+// Decodes a quoted literal into `out` (at most size - 1 characters, always
+// terminated) and returns the place behind it, or null when it isn't closed.
+// The literal ends at `close`; with `open` given it starts behind the first
+// `open` and ends at the next one; with neither, a leading single or double
+// quote opens and closes it, and else the text's end ends it. A backslash
+// before a line end joins lines; \n \t \v \b \r \f and up to three octal
+// digits are escapes; before any other character it stands for that one.
+const char* ktStrCvtFromLiteral(const char* text, char* out, int size, int open, int close);
