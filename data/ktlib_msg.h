@@ -27,21 +27,21 @@
 #define KTM_MSG_NOREAD 1023 /* "[E] Message %d of message file %s can't be read." */
 
 /* Error reporting */
-#define KTM_ERR_NOBRACKET 1101 /* "[E] The next message has no severity designator: its text doesn't begin with \"[\"." */
-#define KTM_ERR_NOCLOSE 1104 /* "[E] The next message has no severity designator: no \"]\" closes it." */
-#define KTM_ERR_NOLETTER 1106 /* "[E] The next message has no severity letter between its brackets." */
-#define KTM_ERR_NOTEXT 1107 /* "[E] The next message has nothing behind its severity designator." */
-#define KTM_ERR_LOGFILE 1120 /* "[W] The error log file %s can't be used." */
-#define KTM_ERR_ACTSTATUS 1144 /* "What to do with a status report: statusLine, alertBox or disabled." */
-#define KTM_ERR_ACTNOTE 1145 /* "What to do with a note: statusLine, alertBox or disabled." */
-#define KTM_ERR_ACTWARNING 1146 /* "What to do with a warning: statusLine, alertBox or disabled." */
-#define KTM_ERR_ACTERROR 1147 /* "What to do with an error: statusLine, alertBox or disabled." */
-#define KTM_ERR_STYSTDERR 1148 /* "Style of the reports printed on the error file: terse or verbose." */
-#define KTM_ERR_STYSTATUS 1149 /* "Style of the reports shown on the status line: terse or verbose." */
-#define KTM_ERR_STYALERT 1150 /* "Style of the reports shown in an alert box: terse or verbose." */
-#define KTM_ERR_STDOUT 1151 /* "Print reports on standard output instead of standard error." */
-#define KTM_ERR_LOGGING 1152 /* "Keep every report above status in a log file." */
-#define KTM_ERR_KEEPLOGS 1153 /* "How many older log files of the program to keep beside the new one." */
+#define KTM_ERR_NOLEFT 1101 /* "[E] Message %d of message file %s does not begin with a severity designator such as [E]; its text follows." */
+#define KTM_ERR_NORIGHT 1104 /* "[E] The severity designator of message %d of message file %s has no right bracket; its text follows." */
+#define KTM_ERR_NOLETTER 1106 /* "[E] The severity designator of message %d of message file %s has no letter between its brackets; its text follows." */
+#define KTM_ERR_NOTEXT 1107 /* "[E] Message %d of message file %s has nothing behind its severity designator; its text follows." */
+#define KTM_ERRLOG 1120 /* "[W] The error log file can't be used: %s" */
+#define KTM_ERR_HELPSTATUS 1144 /* "What to do with a Status report: statusLine, alertBox or disabled." */
+#define KTM_ERR_HELPNOTE 1145 /* "What to do with a Note: statusLine, alertBox or disabled." */
+#define KTM_ERR_HELPWARNING 1146 /* "What to do with a Warning: statusLine, alertBox or disabled." */
+#define KTM_ERR_HELPERROR 1147 /* "What to do with an Error: statusLine, alertBox or disabled." */
+#define KTM_ERR_HELPSTDERR 1148 /* "Style of the reports on the error file: terse or verbose." */
+#define KTM_ERR_HELPSTATUSLINE 1149 /* "Style of the reports in a status line: terse or verbose." */
+#define KTM_ERR_HELPALERTBOX 1150 /* "Style of the reports in an alert box: terse or verbose." */
+#define KTM_ERR_HELPSTDOUT 1151 /* "Print reports on the standard output instead of the standard error." */
+#define KTM_ERR_HELPLOGGING 1152 /* "Append every report above Status to the error log file." */
+#define KTM_ERR_HELPKEEP 1153 /* "How many error log files of earlier runs to keep; 0 names the log after the program alone and replaces the earlier one." */
 
 /* Memory */
 

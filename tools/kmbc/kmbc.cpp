@@ -186,6 +186,7 @@ void addStringRecord(Compiler& c, Record& r) {
                             std::to_string(c.lines[r.number]) + ")");
         return;
     }
+    c.lines[r.number] = r.line;
     if (r.text.size() > kMaxStringRecord) {
         c.fault(r.line, std::string("the ") + kind + " text is longer than 32766 characters");
         return;
@@ -208,7 +209,6 @@ void addStringRecord(Compiler& c, Record& r) {
             c.version[i] = static_cast<int32_t>(n);
         }
     }
-    c.lines[r.number] = r.line;
     c.records.push_back(std::move(r));
 }
 
@@ -218,13 +218,14 @@ void addMessage(Compiler& c, Record& r) {
                             std::to_string(c.lines[r.number]) + ")");
         return;
     }
+    // Taken even if faulty, so that a later definition of it is still a second one.
+    c.lines[r.number] = r.line;
     std::string problem = checkDesignator(c, r.text);
     if (problem.empty()) problem = checkFormat(r);
     if (!problem.empty()) {
         c.fault(r.line, "message " + std::to_string(r.number) + ": " + problem);
         return;
     }
-    c.lines[r.number] = r.line;
     c.records.push_back(std::move(r));
 }
 
