@@ -434,8 +434,9 @@ ktMsgHandle* ktMsgFileOpen(const char* name, const char* app, const char* label,
             return h;
         }
 
+    ktMsgCore* core = openCore(name);
     auto* h = static_cast<ktMsgHandle*>(ktMemCalloc(1, sizeof(ktMsgHandle), "ktMsgHandle"));
-    h->core = openCore(name);
+    h->core = core;
     h->name = ktStrCpy(name);
     h->app = ktStrCpy(app);
     h->label = ktStrCpy(label);

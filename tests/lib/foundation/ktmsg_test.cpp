@@ -462,6 +462,30 @@ TEST(OwnMessageFile, DebugSwitchShowsAMissingMessage) {
         "\\[KTLIB Error 1021: Can't find message #4242 in message file .*/ktlib.kmb!\n\\]");
 }
 
+TEST(OwnMessageFile, ClosedWithTheCacheAtExitOrder85) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            // Exit handlers are kept only in the debug configurations.
+            setenv("KT_PURIFY", "1", 1);
+            ktMsgHandle* own = ktMsgFile();
+            ktMsgStatic(own, KTM_MSG_NOREAD, 1, "x");
+            static ktMsgHandle* seen = own;
+            auto before = [] {
+                std::fprintf(stderr, "before:%s;", ktMsgStatic(seen, KTM_MSG_BADHANDLE));
+            };
+            auto after = [] {
+                std::fprintf(stderr, "after:%s;", ktMsg_CacheV.entries ? "cache" : "no cache");
+            };
+            ktOnExitAdd(+before);
+            ktOnExitSetOrder(+before, 84);
+            ktOnExitAdd(+after);
+            ktOnExitSetOrder(+after, 86);
+            ktExit(0);
+        },
+        ::testing::ExitedWithCode(0), "before:\\[E\\] The message file handle.*;after:no cache;");
+}
+
 // ---- versions
 
 struct VersionCase {
