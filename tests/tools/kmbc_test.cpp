@@ -43,17 +43,17 @@ TEST(CompiledLayout, SmallSourceByteForByte) {
     ASSERT_EQ(r.status, 0) << r.err;
 
     // Records in source order from offset 60, behind the 15 header words.
-    std::string records = be16(5) + z("demo")                       // 60: application
-                          + be16(6) + z("1.2.3")                    // 67: version
-                          + z("[W] %2$s at %1$d") + be16(2)         // 75: message 7
-                          + be16(1) + be16(7)                       //     int, string
-                          + z("x%*d") + be16(2) + be16(1)           // 98: message 3, the * width
-                          + be16(0x4001)                            //     int with a * width
-                          + be16(3) + z("L1");                      // 109: label
-    std::string index = be32(2) + be32(3) + be32(98) + be32(5)      // 114: rising by number
+    std::string records = be16(5) + z("demo")                   // 60: application
+                          + be16(6) + z("1.2.3")                // 67: version
+                          + z("[W] %2$s at %1$d") + be16(2)     // 75: message 7
+                          + be16(1) + be16(7)                   //     int, string
+                          + z("x%*d") + be16(2) + be16(1)       // 98: message 3, the * width
+                          + be16(0x4001)                        //     int with a * width
+                          + be16(3) + z("L1");                  // 109: label
+    std::string index = be32(2) + be32(3) + be32(98) + be32(5)  // 114: rising by number
                         + be32(7) + be32(75) + be32(17);
-    std::string header = be32(0x10203) + be32(1) + be32(2) + be32(3) + be32(114) + be32(67) +
-                         be32(60) + be32(109);
+    std::string header =
+        be32(0x10203) + be32(1) + be32(2) + be32(3) + be32(114) + be32(67) + be32(60) + be32(109);
     for (int i = 8; i < 15; ++i) header += be32(0);
     std::string expected = std::string("\x01\x85", 2) + header + records + index;
     EXPECT_EQ(dir.read("out.kmb"), expected);
@@ -69,11 +69,12 @@ TEST(CompiledLayout, NoVersionRecordLeavesItsWordsAtMinusOne) {
 
 TEST(SourceForm, ContinuedLinesEscapesAndOtherLines) {
     TempDir dir;
-    RunResult r = compile(dir, "#  define\tA 1 /*\t\"one \\\n"
-                               "two\\t\\\"q\\\"\\101\" */\r\n"
-                               "# define B 2 /* not a text */\n"
-                               "#define C -1 /* \"app\" */ \n"
-                               "int x; /* \"#define D 4 /* \\\"x\\\" */\" */\n");
+    RunResult r = compile(dir,
+                          "#  define\tA 1 /*\t\"one \\\n"
+                          "two\\t\\\"q\\\"\\101\" */\r\n"
+                          "# define B 2 /* not a text */\n"
+                          "#define C -1 /* \"app\" */ \n"
+                          "int x; /* \"#define D 4 /* \\\"x\\\" */\" */\n");
     ASSERT_EQ(r.status, 0) << r.err;
     std::string file = dir.read("out.kmb");
     EXPECT_NE(file.find(z("one two\t\"q\"A")), std::string::npos);
@@ -138,8 +139,9 @@ TEST(CompilerRejects, EachFaultWithFileAndLineAndNoOutput) {
 
 TEST(CompilerRejects, EveryFaultOfASourceIsReported) {
     TempDir dir;
-    RunResult r = compile(dir, "#define A 1 /* \"[Q]\" */\n#define B 1 /* \"b\" */\n"
-                               "#define C 3 /* \"%s %\" */\n");
+    RunResult r = compile(dir,
+                          "#define A 1 /* \"[Q]\" */\n#define B 1 /* \"b\" */\n"
+                          "#define C 3 /* \"%s %\" */\n");
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("src_msg.h:1:"), std::string::npos) << r.err;
     EXPECT_NE(r.err.find("src_msg.h:2:"), std::string::npos) << r.err;

@@ -194,8 +194,9 @@ void addStringRecord(Compiler& c, Record& r) {
     if (r.number == kVersion) {
         ktRegexpMatch m;
         if (!ktRegexpExec(c.versionText, &m, r.text.c_str())) {
-            c.fault(r.line, "the version record must read major.minor.patch, such as 5.3.1, not \"" +
-                                r.text + "\"");
+            c.fault(r.line,
+                    "the version record must read major.minor.patch, such as 5.3.1, not \"" +
+                        r.text + "\"");
             return;
         }
         for (int i = 0; i < 3; ++i) {
@@ -214,7 +215,8 @@ void addStringRecord(Compiler& c, Record& r) {
 
 void addMessage(Compiler& c, Record& r) {
     if (c.lines.count(r.number)) {
-        c.fault(r.line, "message " + std::to_string(r.number) + " is defined twice (first on line " +
+        c.fault(r.line, "message " + std::to_string(r.number) +
+                            " is defined twice (first on line " +
                             std::to_string(c.lines[r.number]) + ")");
         return;
     }
@@ -255,8 +257,10 @@ void scanLine(Compiler& c, const std::string& line, int lineNumber) {
         c.fault(lineNumber, problem);
         return;
     }
-    if (r.number <= 0) addStringRecord(c, r);
-    else addMessage(c, r);
+    if (r.number <= 0)
+        addStringRecord(c, r);
+    else
+        addMessage(c, r);
 }
 
 // Splits the source into logical lines, joining a line that ends in a
@@ -382,8 +386,7 @@ int compile(Compiler& c, const char* output) {
     size_t messages = c.lines.size() - c.lines.count(kVersion) - c.lines.count(kApplication) -
                       c.lines.count(kLabel);
     if (messages > static_cast<size_t>(KT_MSG_MAXCOUNT)) {
-        std::fprintf(stderr, "%s: %zu messages; a file holds at most 200000\n", c.source,
-                     messages);
+        std::fprintf(stderr, "%s: %zu messages; a file holds at most 200000\n", c.source, messages);
         ++c.faults;
     }
     int32_t indexOffset = 0;

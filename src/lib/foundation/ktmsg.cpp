@@ -228,8 +228,7 @@ void readIndex(ktMsgCore* c, const char* name) {
         openFailure(KT_EX_FAIL, name, KTM_MSG_BADFILE, c->path);
     int32_t count = 0;
     if (hd[KT_MSG_HINDEX] < 0 || ktDufsBFseek(c->fp, hd[KT_MSG_HINDEX], SEEK_SET) != 0 ||
-        ktDufsBRead(c->fp, &count, 1, KT_DUFS_INT, 1) != 1 || count < 0 ||
-        count > KT_MSG_MAXCOUNT)
+        ktDufsBRead(c->fp, &count, 1, KT_DUFS_INT, 1) != 1 || count < 0 || count > KT_MSG_MAXCOUNT)
         openFailure(KT_EX_FAIL, name, KTM_MSG_BADFILE, c->path);
     c->count = count;
     if (count == 0) return;
@@ -272,8 +271,10 @@ ktMsgCacheEntry*& chainOf(int number) {
 }
 
 void unlinkChain(ktMsgCacheEntry* e) {
-    if (e->hprev) e->hprev->hnext = e->hnext;
-    else chainOf(e->number) = e->hnext;
+    if (e->hprev)
+        e->hprev->hnext = e->hnext;
+    else
+        chainOf(e->number) = e->hnext;
     if (e->hnext) e->hnext->hprev = e->hprev;
     e->hnext = e->hprev = nullptr;
 }
@@ -288,10 +289,14 @@ void linkChain(ktMsgCacheEntry* e) {
 
 void unlinkRecency(ktMsgCacheEntry* e) {
     ktMsgCache& c = ktMsg_CacheV;
-    if (e->newer) e->newer->older = e->older;
-    else c.newest = e->older;
-    if (e->older) e->older->newer = e->newer;
-    else c.oldest = e->newer;
+    if (e->newer)
+        e->newer->older = e->older;
+    else
+        c.newest = e->older;
+    if (e->older)
+        e->older->newer = e->newer;
+    else
+        c.oldest = e->newer;
     e->older = e->newer = nullptr;
 }
 
@@ -371,8 +376,10 @@ const ktMsgIndexEntry* indexFind(const ktMsgCore* c, int number) {
         int32_t mid = lo + (hi - lo) / 2;
         const ktMsgIndexEntry* e = &c->index[mid];
         if (e->number == number) return e;
-        if (e->number < number) lo = mid + 1;
-        else hi = mid - 1;
+        if (e->number < number)
+            lo = mid + 1;
+        else
+            hi = mid - 1;
     }
     return nullptr;
 }
@@ -380,8 +387,10 @@ const ktMsgIndexEntry* indexFind(const ktMsgCore* c, int number) {
 // ---- handles
 
 void closeHandle(ktMsgHandle* h) {
-    if (h->prev) h->prev->next = h->next;
-    else openFiles = h->next;
+    if (h->prev)
+        h->prev->next = h->next;
+    else
+        openFiles = h->next;
     if (h->next) h->next->prev = h->prev;
     forgetEntries(h);
     releaseCore(h->core);
@@ -421,8 +430,8 @@ struct ArgsCopy {
 
 }  // namespace
 
-ktMsgHandle* ktMsgFileOpen(const char* name, const char* app, const char* label,
-                           const char* minver, const char* maxver) {
+ktMsgHandle* ktMsgFileOpen(const char* name, const char* app, const char* label, const char* minver,
+                           const char* maxver) {
     start();
     if (!name)
         ktExThrowBuild(KT_EX_PRECOND, ktErrLocationRoutine("ktMsgFileOpen"), ktMsgFile(),
@@ -500,8 +509,8 @@ int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data) {
     ktMsgCacheEntry* e = takeEntry();
     if (ix->length > e->capacity) {
         ktMemFree(e->text);
-        e->text = static_cast<char*>(
-            ktMemMalloc(static_cast<size_t>(ix->length), "msgcache-initialize"));
+        e->text =
+            static_cast<char*>(ktMemMalloc(static_cast<size_t>(ix->length), "msgcache-initialize"));
         e->capacity = ix->length;
     }
     e->file = handle;
@@ -517,8 +526,7 @@ int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data) {
     return copy(data, e->text);
 }
 
-int ktMsgGenerateVa(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data,
-                    va_list args) {
+int ktMsgGenerateVa(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data, va_list args) {
     if (!isOpen(handle)) invalidHandle(handle, "ktMsgGenerateVa");
     // A private copy: formatting may fetch other messages (a bad format is
     // reported from the library's file) and so reuse the cache entry.

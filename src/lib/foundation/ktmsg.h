@@ -49,7 +49,7 @@ struct ktMsgIndexEntry {
 // An open file.
 struct ktMsgCore {
     ktDufsB* fp;
-    char* path;  // where the search found it
+    char* path;      // where the search found it
     int32_t maxlen;  // the longest text, its zero counted
     int32_t count;
     ktMsgIndexEntry* index;
@@ -80,7 +80,7 @@ struct ktMsgCacheEntry {
     ktMsgHandle* file;  // null: matches nothing
     int number;
     char* text;
-    int capacity;  // bytes of `text`
+    int capacity;            // bytes of `text`
     ktMsgCacheEntry* hnext;  // hash chain; also the free list
     ktMsgCacheEntry* hprev;
     ktMsgCacheEntry* older;  // recency list
@@ -101,8 +101,8 @@ extern ktMsgCache ktMsg_CacheV;
 // ("5.3.1", "5.3", or a definition line of a message source) bound its
 // version field by field. Any of the four may be null. A failed version
 // check throws, or with KT_MSGNOVERSION set is a warning.
-ktMsgHandle* ktMsgFileOpen(const char* name, const char* app, const char* label,
-                           const char* minver, const char* maxver);
+ktMsgHandle* ktMsgFileOpen(const char* name, const char* app, const char* label, const char* minver,
+                           const char* maxver);
 // Drops one reference; the last one closes the file. A handle that isn't
 // open is ignored.
 void ktMsgFileClose(ktMsgHandle* handle);
@@ -116,8 +116,7 @@ typedef int (*ktMsgCopyFunc)(void* data, const char* text);
 // The raw text of a message, unformatted, handed to `copy`.
 int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data);
 // The message formatted with `args` (ktSprintf rules), handed to `copy`.
-int ktMsgGenerateVa(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data,
-                    va_list args);
+int ktMsgGenerateVa(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data, va_list args);
 
 // A buffer and its size, for ktMsgCopyToBuffer.
 struct ktMsgBuffer {
