@@ -58,3 +58,9 @@ RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args
     all.insert(all.end(), env.begin(), env.end());
     return runProgram(ENTGEN_PROGRAM, dir, args, input, all);
 }
+
+RunResult compileMessages(const std::string& dir, const std::string& name,
+                          const std::string& source) {
+    std::ofstream(dir + "/" + name + "_msg.h", std::ios::binary) << source;
+    return runProgram(KMBC_PROGRAM, dir, {name + "_msg.h", name + ".kmb"});
+}

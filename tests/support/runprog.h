@@ -21,3 +21,8 @@ RunResult runProgram(const std::string& program, const std::string& dir,
 // support directory unless `env` sets it (entries "NAME=value").
 RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args,
                     const std::string& input = "", const std::vector<std::string>& env = {});
+
+// Compiles the message source `source` with the build's message compiler
+// into `dir`/`name`.kmb; the source stays beside it as `name`_msg.h.
+RunResult compileMessages(const std::string& dir, const std::string& name,
+                          const std::string& source);

@@ -20,6 +20,7 @@
 #include "ktex.h"
 #include "ktlib_msg.h"
 #include "ktstr.h"
+#include "runprog.h"
 #include "tempdir.h"
 
 namespace {
@@ -198,6 +199,21 @@ TEST_F(MessageFiles, BigAndLittleEndianFilesReadTheSame) {
         EXPECT_STREQ(raw, "[W] %2$s before %1$d");
         ktStrFree(raw);
     }
+}
+
+TEST_F(MessageFiles, CompiledSourceReadsBack) {
+    RunResult r = compileMessages(dir.path(), "compiled", R"(
+#define C_APP -1 /* "compiled" */
+#define C_LABEL -2 /* "L1" */
+#define C_VERSION 0 /* "5.3.1" */
+#define C_LATE 900 /* "[E] %2$s comes \
+before %1$*3$d." */
+#define C_EARLY 12 /* "tab\there" */
+)");
+    ASSERT_EQ(r.status, 0) << r.err;
+    ktMsgHandle* h = keep(ktMsgFileOpen("compiled", "compiled", "L1", "5.3", "5.3.1"));
+    EXPECT_EQ(std::string(ktMsgStatic(h, 900, 7, "second", 4)), "[E] second comes before    7.");
+    EXPECT_EQ(textOf(h, 12), "tab\there");
 }
 
 TEST_F(MessageFiles, SameNameSharesOneHandleUntilTheLastClose) {
