@@ -3,6 +3,7 @@
  * Each message is a definition of its name to its number with the text as a
  * string literal in the comment. Reports begin with a severity designator:
  * [S] status, [I] note, [W] warning, [E] error, [F] fatal, [Z] internal.
+ * Descriptions of options carry none.
  *
  * This file is also the header that gives the numbers their names in code.
  */
@@ -13,6 +14,17 @@
 #define KTM_VERSIONREC 0 /* "5.3.2" */
 
 /* Message files */
+#define KTM_MSG_NONAME 1001 /* "[E] A message file was asked for with no name (extension %s)." */
+#define KTM_MSG_BADNAME 1002 /* "[E] No file name can be made of the name %s and the extension %s." */
+#define KTM_MSG_NOTFOUND 1003 /* "[E] Message file %s is in neither the current directory nor a directory of KDIR." */
+#define KTM_MSG_NOOPEN 1004 /* "[E] Message file %s can't be opened." */
+#define KTM_MSG_BADFILE 1005 /* "[E] %s is no message file, or the head of its index is damaged." */
+#define KTM_MSG_NOINDEX 1006 /* "[E] The index of message file %s can't be read." */
+#define KTM_MSG_BADVERSION 1007 /* "[E] Message file %s is not of the application, label or version this program needs." */
+#define KTM_MSG_BADHANDLE 1020 /* "[E] The message file handle is not that of an open message file." */
+#define KTM_MSG_NOMESSAGE 1021 /* "[E] There is no message %d in message file %s." */
+#define KTM_MSG_NOSEEK 1022 /* "[E] Message %d of message file %s can't be reached: the seek failed." */
+#define KTM_MSG_NOREAD 1023 /* "[E] Message %d of message file %s can't be read." */
 
 /* Error reporting */
 #define KTM_ERR_NOLEFT 1101 /* "[E] Message %d of message file %s does not begin with a severity designator such as [E]; its text follows." */
@@ -49,8 +61,19 @@
 /* Regular expressions */
 
 /* Preferences and typed values */
+#define KTM_TYPE_NOTINT 1400 /* "[E] %s is not a number." */
+#define KTM_TYPE_INTRANGE 1401 /* "[E] %s is out of range: the value must lie between %s and %s." */
+#define KTM_TYPE_NOTFLOAT 1402 /* "[E] %s is not a floating point number." */
+#define KTM_TYPE_FLOATRANGE 1403 /* "[E] %s is out of range: the value must lie between %s and %s." */
+#define KTM_TYPE_NOTWORD 1404 /* "[E] %s is none of the words %s." */
+#define KTM_TYPE_AMBIGUOUS 1405 /* "[E] %s is short for more than one word." */
+#define KTM_TYPE_REFUSED 1408 /* "[E] A value of type %s can't be %s." */
+#define KTM_TYPE_INT64RANGE 1420 /* "[E] %s is out of range: the value must lie between %s and %s." */
 #define KTM_PREFUNKNOWN 1500 /* "[E] There is no option %s." */
+#define KTM_PREF_BADENTRY 1501 /* "[E] This entry of the initialization file is bad." */
 #define KTM_PREFDOUBLE 1502 /* "[E] Group %s already has an option named %s." */
+#define KTM_PREF_NOQUOTE 1503 /* "[E] A quoted value lacks its closing quote." */
+#define KTM_PREF_AFTERQUOTE 1504 /* "[E] Only blanks or a comment may follow a quoted value." */
 
 /* Buffered binary files */
 #define KTM_DUFS_BADVERSION 1300 /* "[E] Format version %d of file %s is unknown." */

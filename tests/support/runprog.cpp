@@ -18,8 +18,9 @@ std::string slurp(const std::string& path) {
 }
 }  // namespace
 
-RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args,
-                    const std::string& input, const std::vector<std::string>& env) {
+RunResult runProgram(const std::string& program, const std::string& dir,
+                     const std::vector<std::string>& args, const std::string& input,
+                     const std::vector<std::string>& env) {
     const std::string in = dir + "/.stdin", out = dir + "/.stdout", err = dir + "/.stderr";
     std::ofstream(in, std::ios::binary) << input;
     pid_t pid = fork();
@@ -31,13 +32,12 @@ RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args
         dup2(fi, 0);
         dup2(fo, 1);
         dup2(fe, 2);
-        setenv("KDIR", ENTGEN_SHARE_DIR, 1);
         for (const std::string& e : env) putenv(strdup(e.c_str()));
         std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(ENTGEN_PROGRAM));
+        argv.push_back(const_cast<char*>(program.c_str()));
         for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
-        execv(ENTGEN_PROGRAM, argv.data());
+        execv(program.c_str(), argv.data());
         _exit(127);
     }
     int st = 0;
@@ -50,4 +50,17 @@ RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args
     unlink(out.c_str());
     unlink(err.c_str());
     return r;
+}
+
+RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args,
+                    const std::string& input, const std::vector<std::string>& env) {
+    std::vector<std::string> all{"KDIR=" ENTGEN_SHARE_DIR};
+    all.insert(all.end(), env.begin(), env.end());
+    return runProgram(ENTGEN_PROGRAM, dir, args, input, all);
+}
+
+RunResult compileMessages(const std::string& dir, const std::string& name,
+                          const std::string& source) {
+    std::ofstream(dir + "/" + name + "_msg.h", std::ios::binary) << source;
+    return runProgram(KMBC_PROGRAM, dir, {name + "_msg.h", name + ".kmb"});
 }

@@ -1,5 +1,6 @@
-// Runs the translator as a user would, in a directory of the test's, with
-// the answers to its questions on standard input.
+// Runs the translator, or another program of the build, as a user would: in
+// a directory of the test's, with the answers to its questions on standard
+// input.
 #pragma once
 #include <string>
 #include <vector>
@@ -10,7 +11,18 @@ struct RunResult {
     std::string err;
 };
 
+// Runs `program` with `args` in `dir`, with `env` (entries "NAME=value")
+// added to the environment.
+RunResult runProgram(const std::string& program, const std::string& dir,
+                     const std::vector<std::string>& args, const std::string& input = "",
+                     const std::vector<std::string>& env = {});
+
 // Runs the entgen program with `args` in `dir`; KDIR names the build's
 // support directory unless `env` sets it (entries "NAME=value").
 RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args,
                     const std::string& input = "", const std::vector<std::string>& env = {});
+
+// Compiles the message source `source` with the build's message compiler
+// into `dir`/`name`.kmb; the source stays beside it as `name`_msg.h.
+RunResult compileMessages(const std::string& dir, const std::string& name,
+                          const std::string& source);

@@ -541,9 +541,14 @@ char* resultV = nullptr;
 size_t resultSizeV = 0;
 constexpr size_t kWorkStart = 512;
 
+// The debug allocator takes a null release for a fault: free only what exists.
+void freeIf(char* block) {
+    if (block) ktMemFree(block);
+}
+
 void releaseStaticBuffers(void*) {
-    ktMemFree(workV);
-    ktMemFree(resultV);
+    freeIf(workV);
+    freeIf(resultV);
     workV = resultV = nullptr;
     workSizeV = resultSizeV = 0;
 }
@@ -591,7 +596,7 @@ char* ktSprintfStaticVa(const char* format, va_list args) {
         // A text cut with room to spare had a conversion refused: keep it.
         if (r == 0 || needed <= workSizeV) break;
         if (needed * k > workSizeV) {
-            ktMemFree(workV);
+            freeIf(workV);
             workSizeV = needed * (k + 1);
             workV = static_cast<char*>(ktMemMalloc(workSizeV, "ktStaticBuffer"));
             k += 2;
@@ -600,7 +605,7 @@ char* ktSprintfStaticVa(const char* format, va_list args) {
         }
     }
     if (resultSizeV < workSizeV) {
-        ktMemFree(resultV);
+        freeIf(resultV);
         resultV = static_cast<char*>(ktMemMalloc(workSizeV, "ktStaticBuffer"));
         resultSizeV = workSizeV;
     }
@@ -664,7 +669,7 @@ char* int64TextV = nullptr;
 size_t int64SizeV = 0;
 
 void releaseInt64Text(void*) {
-    ktMemFree(int64TextV);
+    freeIf(int64TextV);
     int64TextV = nullptr;
     int64SizeV = 0;
 }
@@ -682,7 +687,7 @@ char* ktInt64CvtToStrEx(uint32_t high, uint32_t low, int base, int width, int pr
     if (static_cast<size_t>(precision) + 4 > cap) cap = static_cast<size_t>(precision) + 4;
     if (cap > int64SizeV) {
         if (!int64TextV) ktOnExitAdd(releaseInt64Text, nullptr);
-        ktMemFree(int64TextV);
+        freeIf(int64TextV);
         int64TextV = static_cast<char*>(ktMemMalloc(cap, "ktStaticBuffer"));
         int64SizeV = cap;
     }

@@ -1,16 +1,67 @@
 // Message files. Nearly every text the system shows, and every VHDL
 // statement template the translator writes, is a numbered message in a
-// message file. A handle names an open file; ktMsgStatic gives a message
-// filled with its arguments in a buffer that the next call overwrites.
+// compiled message file ("kmb"). A file is found by the search for support
+// files, checked for its identity and version, and stays open on disk: only
+// its index is held in memory, and the texts in use are kept in a cache of
+// 80 entries, so that a repeated message costs no disk access. A handle
+// names an open file; opening a name twice gives the same handle with one
+// more reference. Every failure is thrown (tag 1 or 2) as a numbered error
+// of the library's own message file; when that file is the one failing, the
+// error is a Fatal text made in place.
+//
+// ktMsgStatic gives a message filled with its arguments in one growing
+// buffer that the next call overwrites: use the text at once, or copy it.
+//
+// The compiled form, written by the build's message compiler: behind the
+// two bytes of a binary file (ktdufs.h), a header of 15 32-bit words, the
+// records in the order of the source, and the index last.
 #pragma once
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 
-struct ktMsgCore;
+struct ktDufsB;
 
+constexpr int32_t KT_MSG_MAGIC = 0x10203;
+constexpr int KT_MSG_HEADERWORDS = 15;
+constexpr int32_t KT_MSG_MAXCOUNT = 200000;  // entries of an index
+constexpr int KT_MSG_MAXARGS = 128;          // arguments of one message
+
+// Words of the header.
+enum {
+    KT_MSG_HMAGIC = 0,
+    KT_MSG_HMAJOR = 1,  // -1 in all three when the file has no version
+    KT_MSG_HMINOR = 2,
+    KT_MSG_HPATCH = 3,
+    KT_MSG_HINDEX = 4,    // offset of the index
+    KT_MSG_HVERSION = 5,  // offsets of the string records, 0 if none
+    KT_MSG_HAPP = 6,
+    KT_MSG_HLABEL = 7,
+};
+
+// Offsets count from the first byte behind the file's two leading bytes.
+struct ktMsgIndexEntry {
+    int32_t number;  // above 0; the index rises by number
+    int32_t offset;  // of the text
+    int32_t length;  // of the text, its terminating zero counted
+};
+
+// An open file.
+struct ktMsgCore {
+    ktDufsB* fp;
+    char* path;      // where the search found it
+    int32_t maxlen;  // the longest text, its zero counted
+    int32_t count;
+    ktMsgIndexEntry* index;
+    int32_t header[KT_MSG_HEADERWORDS];
+};
+
+// What callers hold. The strings are copies of those given at the first
+// opening, or null.
 struct ktMsgHandle {
     ktMsgHandle* next;  // handles form one list, newest first
     ktMsgHandle* prev;
-    ktMsgCore* core;  // the open file
+    ktMsgCore* core;
     char* name;
     char* app;
     char* label;
@@ -19,11 +70,66 @@ struct ktMsgHandle {
     int refs;
 };
 
-ktMsgHandle* ktMsgFileOpen(const char* name, const char* app, const char* label,
-                           const char* minver, const char* maxver);
+// The cache of message texts: entries on a free list until first used,
+// then on one hash chain (number modulo 128) and on the recency list.
+constexpr int KT_MSG_CACHESIZE = 80;
+constexpr int KT_MSG_TEXTSIZE = 80;  // the first buffer of every entry
+constexpr int KT_MSG_CHAINS = 128;
+
+struct ktMsgCacheEntry {
+    ktMsgHandle* file;  // null: matches nothing
+    int number;
+    char* text;
+    int capacity;            // bytes of `text`
+    ktMsgCacheEntry* hnext;  // hash chain; also the free list
+    ktMsgCacheEntry* hprev;
+    ktMsgCacheEntry* older;  // recency list
+    ktMsgCacheEntry* newer;
+};
+
+struct ktMsgCache {
+    ktMsgCacheEntry* chains[KT_MSG_CHAINS];
+    ktMsgCacheEntry* newest;
+    ktMsgCacheEntry* oldest;
+    ktMsgCacheEntry* free;
+    ktMsgCacheEntry* entries;  // all of them, null until the first fetch
+};
+extern ktMsgCache ktMsg_CacheV;
+
+// Opens the file `name` with the extension "kmb". `app` and `label` must
+// equal the file's application and label strings; `minver` and `maxver`
+// ("5.3.1", "5.3", or a definition line of a message source) bound its
+// version field by field. Any of the four may be null. A failed version
+// check throws, or with KT_MSGNOVERSION set is a warning.
+ktMsgHandle* ktMsgFileOpen(const char* name, const char* app, const char* label, const char* minver,
+                           const char* maxver);
+// Drops one reference; the last one closes the file. A handle that isn't
+// open is ignored.
 void ktMsgFileClose(ktMsgHandle* handle);
 // The foundation library's own message file, opened on first use.
 ktMsgHandle* ktMsgFile();
 const char* ktMsgGetFilename(ktMsgHandle* handle);
+
+// Receives a text that lives only for the call; the result is passed on.
+typedef int (*ktMsgCopyFunc)(void* data, const char* text);
+
+// The raw text of a message, unformatted, handed to `copy`.
+int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data);
+// The message formatted with `args` (ktSprintf rules), handed to `copy`.
+int ktMsgGenerateVa(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data, va_list args);
+
+// A buffer and its size, for ktMsgCopyToBuffer.
+struct ktMsgBuffer {
+    char* text;
+    size_t size;
+};
+// Copies what fits into the ktMsgBuffer `data`, always terminated; 1 when
+// the text didn't fit whole (also a text exactly `size` long), else 0.
+int ktMsgCopyToBuffer(void* data, const char* text);
+// Stores a pooled copy of the text in the char* that `data` points at, for
+// the caller to release with ktStrFree; 0.
+int ktMsgCopyAlloc(void* data, const char* text);
+
+// The formatted message in the static buffer, good until the next call.
 char* ktMsgStatic(ktMsgHandle* handle, int number, ...);
 char* ktMsgStaticVa(ktMsgHandle* handle, int number, va_list args);

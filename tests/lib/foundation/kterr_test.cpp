@@ -19,6 +19,7 @@
 #include "ktlib_msg.h"
 #include "ktlist.h"
 #include "ktmsg.h"
+#include "msgwriter.h"
 #include "tempdir.h"
 
 namespace {
@@ -31,7 +32,8 @@ constexpr int T_WORD = 1, T_NOTE = 2, T_PLAIN = 3, T_NORIGHT = 4, T_NOLETTER = 5
               T_FATAL = 7, T_INTERNAL = 8, T_DISABLED = 9, T_LOWER = 10, T_ODD = 11, T_STATUS = 12,
               T_ERROR = 13;
 
-// A message file of the test's own, in the message source form.
+// A message file of the test's own, written as compiled without the
+// compiler's checks, so that it may hold texts the compiler refuses.
 constexpr const char* kMessages = R"(#define T_APP -1 /* "errtest" */
 #define T_WORD 1 /* "[W] word" */
 #define T_NOTE 2 /* "[  i]note %s" */
@@ -81,7 +83,7 @@ void resetLog() {
 class Reports : public ::testing::Test {
 protected:
     void SetUp() override {
-        msgDir.write("errtest.kmb", kMessages);
+        writeMessageFile(msgDir.path("errtest.kmb"), messagesFromSource(kMessages, kept));
         {
             InDir in(msgDir.path());
             msgfile = ktMsgFileOpen("errtest", nullptr, nullptr, nullptr, nullptr);
@@ -116,6 +118,7 @@ protected:
     }
 
     TempDir msgDir, logs;
+    std::vector<std::string> kept;  // the strings of the message file's records
     ktMsgHandle* msgfile = nullptr;
     FILE* out = nullptr;
 };
@@ -196,7 +199,8 @@ TEST(ComplaintBand, ABrokenComplaintIsMadeByHandAndNeverBuiltAgain) {
     // A process of its own: the foundation's message file opens once.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     TempDir dir;
-    dir.write("ktlib.kmb", kBrokenLib);
+    std::vector<std::string> kept;
+    writeMessageFile(dir.path("ktlib.kmb"), messagesFromSource(kBrokenLib, kept));
     InDir in(dir.path());
     const std::string byHand =
         "ktlib: Error: in call to routine ktErrBuildVa(): Problem building internal Error "
