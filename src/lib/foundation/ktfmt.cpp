@@ -473,7 +473,10 @@ void Formatter::platform(const ktSpFmtDesc* d, int width, int precision, const A
         conv.erase(0, 1);
     }
     if (width > 0) rebuilt += std::to_string(width);
-    if (precision >= 0) rebuilt += "." + std::to_string(precision);
+    if (precision >= 0) {
+        rebuilt += '.';
+        rebuilt += std::to_string(precision);
+    }
     rebuilt += conv;
 
     size_t room = out.room() ? out.size - out.count : 0;

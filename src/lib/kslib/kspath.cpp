@@ -144,10 +144,8 @@ int resolve(const std::string& joined, char* out) {
         result += '/';
         result += token;
     }
-    if (result.empty())
-        result = "/";
-    else if (joined.back() == '/')
-        result += '/';
+    // The root, or a trailing '/' that the input had.
+    if (result.empty() || joined.back() == '/') result += '/';
     if (result.size() > kMaxLen) return KS_BADSPEC;
     std::memcpy(out, result.c_str(), result.size() + 1);
     return KS_OK;
