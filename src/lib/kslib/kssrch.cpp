@@ -116,7 +116,7 @@ int ksSrchkdirs(const char* spec, int kind, char* out) {
     buildKdirList();
     for (const KdirElement* e = kdirHead; e; e = e->next) {
         char path[KS_PATHMAX];
-        // An element too long for this specification is passed over.
+        // An element too long for this file name is passed over.
         if (place(path, e->path, s.dev, s.dir, s.name, s.ext) != KS_OK) continue;
         if (found(path, kind, out)) return KS_OK;
     }
@@ -129,7 +129,7 @@ int ksSrchdirs(const char* spec, int kind, char* out) {
     if (ksParse(spec, s.dev, s.dir, s.name, s.ext) != KS_OK) return KS_NOACCESS;
     char path[KS_PATHMAX];
     // In the current directory the version level goes behind the
-    // specification's own directory: sub/532/N.
+    // requested name's own directory: sub/532/N.
     if (*compatVersion && place(path, s.dir, s.dev, compatVersion, s.name, s.ext) == KS_OK &&
         found(path, kind, out))
         return KS_OK;

@@ -4,7 +4,7 @@
 // environment variable KDIR (separated by ':', blanks or tabs) D/532/N and
 // D/N; the first hit wins. 532 is the compatible version, the level under
 // which a site keeps files for this release beside older ones. KDIR is read
-// once, at the first search; an absolute file specification is never looked
+// once, at the first search; an absolute file name is never looked
 // for along it. Calls return KS_ status numbers and never print.
 #pragma once
 
@@ -13,9 +13,9 @@
 int ksTrnlog(const char* name, char* out);
 // Looks for `spec` (of kind KS_FILE, KS_DIR or KS_ANY) below each directory
 // of the KDIR list only; `out` (KS_PATHMAX bytes) receives the absolute
-// path of a hit. KS_NOACCESS for a malformed or too long specification.
+// path of a hit. KS_NOACCESS for a malformed or too long file name.
 int ksSrchkdirs(const char* spec, int kind, char* out);
-// The whole search. On KS_NOTFOUND `out` holds the specification as given,
+// The whole search. On KS_NOTFOUND `out` holds the file name as given,
 // for the caller's report.
 int ksSrchdirs(const char* spec, int kind, char* out);
 // ksSrchdirs for a file.

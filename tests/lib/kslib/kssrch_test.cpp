@@ -117,11 +117,11 @@ TEST_F(Search, KdirIsReadAtTheFirstSearchOnly) {
     EXPECT_EQ(find("N"), d2.path("N"));
 }
 
-TEST_F(Search, TheVersionLevelGoesBetweenKdirAndTheSpecificationsDirectory) {
+TEST_F(Search, TheVersionLevelGoesBetweenKdirAndTheNamesDirectory) {
     d1.write("sub/N", "");
     d1.write("532/sub/N", "");
     EXPECT_EQ(find("sub/N"), d1.path("532/sub/N"));
-    // In the current directory it goes behind the specification's directory.
+    // In the current directory it goes behind the requested name's directory.
     cwd.write("sub/N", "");
     cwd.write("sub/532/N", "");
     EXPECT_EQ(find("sub/N"), def + "sub/532/N");
@@ -129,10 +129,10 @@ TEST_F(Search, TheVersionLevelGoesBetweenKdirAndTheSpecificationsDirectory) {
     EXPECT_EQ(find("sub/N"), def + "sub/N");
 }
 
-TEST_F(Search, AnAbsoluteSpecificationIsNotLookedForAlongKdir) {
+TEST_F(Search, AnAbsoluteNameIsNotLookedForAlongKdir) {
     std::string abs = cwd.path("abs/N");
     d1.write("N", "");
-    d1.write(abs.substr(1), "");  // the specification's directory below d1
+    d1.write(abs.substr(1), "");  // the requested name's directory below d1
     EXPECT_EQ(find(abs), "-" + abs);
     cwd.write("abs/532/N", "");
     EXPECT_EQ(find(abs), cwd.path("abs/532/N"));
@@ -159,7 +159,7 @@ TEST_F(Search, TheKindDecides) {
     EXPECT_EQ(find("N", KS_ANY), def + "N");
 }
 
-TEST_F(Search, SpecificationsOf256CharactersAreMalformed) {
+TEST_F(Search, NamesOf256CharactersAreMalformed) {
     char out[KS_PATHMAX];
     std::string spec255(255, 'n'), spec256(256, 'n');
     EXPECT_EQ(ksSrchkdirs(spec256.c_str(), KS_FILE, out), KS_NOACCESS);
