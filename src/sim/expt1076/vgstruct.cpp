@@ -7,12 +7,12 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "entgen_msg.h"
 #include "iwsession.h"
 #include "kterr.h"
 #include "ktmem.h"
 #include "ktstr.h"
 #include "vomain.h"
-#include "entgen_msg.h"
 #include "votok.h"
 #include "votr.h"
 
@@ -58,6 +58,18 @@ void strs(std::initializer_list<char*> list) {
     for (char* s : list) vostfree(s);
 }
 
+// Releases a list from its head: `parts` takes each record's strings and
+// sub-records, then the record itself goes.
+template <typename T, typename F>
+void freeList(T* rec, F parts) {
+    while (rec) {
+        T* next = rec->next;
+        parts(rec);
+        drop(rec);
+        rec = next;
+    }
+}
+
 template <typename T, typename F>
 T* findIn(T* list, const char* name, F key) {
     for (T* p = list; p; p = p->next)
@@ -66,7 +78,9 @@ T* findIn(T* list, const char* name, F key) {
 }
 }  // namespace
 
-void* voalloc(size_t size) { return get(size, true); }
+void* voalloc(size_t size) {
+    return get(size, true);
+}
 
 void vofree(void* block, size_t size) {
     if (!block) return;
@@ -172,7 +186,9 @@ void vofilefree(vofile* file) {
     drop(file);
 }
 
-vogroup* vogroupbloc() { return make<vogroup>(); }
+vogroup* vogroupbloc() {
+    return make<vogroup>();
+}
 
 namespace {
 // The examination's own records have no release of their own: a group
@@ -209,31 +225,25 @@ void freeConsts(voclist* list) {
 }  // namespace
 
 void vogroupfree(vogroup* group) {
-    while (group) {
-        vogroup* next = group->next;
-        strs({group->entity, group->arch, group->lib, group->base, group->ext});
-        voglistfree(group->gens);
-        freeConsts(group->consts);
-        voclistfree(group->consts);
-        voglistfree(group->hiergens);
-        voalistfree(group->alist);
-        freeCommans(group->comments);
-        freeCommans(group->pprs);
-        freeImports(group->imports);
-        drop(group);
-        group = next;
-    }
+    freeList(group, [](vogroup* r) {
+        strs({r->entity, r->arch, r->lib, r->base, r->ext});
+        voglistfree(r->gens);
+        freeConsts(r->consts);
+        voclistfree(r->consts);
+        voglistfree(r->hiergens);
+        voalistfree(r->alist);
+        freeCommans(r->comments);
+        freeCommans(r->pprs);
+        freeImports(r->imports);
+    });
 }
 
-vohead* voheadbloc() { return make<vohead>(); }
+vohead* voheadbloc() {
+    return make<vohead>();
+}
 
 void voheadfree(vohead* head) {
-    while (head) {
-        vohead* next = head->next;
-        vostfree(head->text);
-        drop(head);
-        head = next;
-    }
+    freeList(head, [](vohead* r) { vostfree(r->text); });
 }
 
 vogen* vogenbloc() {
@@ -243,26 +253,20 @@ vogen* vogenbloc() {
 }
 
 void vogenfree(vogen* gen) {
-    while (gen) {
-        vogen* next = gen->next;
-        strs({gen->name, gen->vhdlname, gen->type, gen->value, gen->trailer});
-        drop(gen);
-        gen = next;
-    }
+    freeList(gen, [](vogen* r) { strs({r->name, r->vhdlname, r->type, r->value, r->trailer}); });
 }
 
-voattr* voattrbloc() { return make<voattr>(); }
+voattr* voattrbloc() {
+    return make<voattr>();
+}
 
 void voattrfree(voattr* attr) {
-    while (attr) {
-        voattr* next = attr->next;
-        strs({attr->name, attr->vhdlname, attr->type, attr->value});
-        drop(attr);
-        attr = next;
-    }
+    freeList(attr, [](voattr* r) { strs({r->name, r->vhdlname, r->type, r->value}); });
 }
 
-vosigt* vosigtbloc() { return make<vosigt>(); }
+vosigt* vosigtbloc() {
+    return make<vosigt>();
+}
 
 void vosigtfree(vosigt* sigt) {
     if (!sigt) return;
@@ -270,7 +274,9 @@ void vosigtfree(vosigt* sigt) {
     drop(sigt);
 }
 
-vovect* vovectbloc() { return make<vovect>(); }
+vovect* vovectbloc() {
+    return make<vovect>();
+}
 
 void vovectfree(vovect* vect) {
     if (!vect) return;
@@ -278,7 +284,9 @@ void vovectfree(vovect* vect) {
     drop(vect);
 }
 
-voTicksize* voTicksizeBlock() { return make<voTicksize>(); }
+voTicksize* voTicksizeBlock() {
+    return make<voTicksize>();
+}
 
 void voTicksizeFree(voTicksize* ticksize) {
     if (!ticksize) return;
@@ -286,7 +294,9 @@ void voTicksizeFree(voTicksize* ticksize) {
     drop(ticksize);
 }
 
-voDelay* voDelayBlock() { return make<voDelay>(); }
+voDelay* voDelayBlock() {
+    return make<voDelay>();
+}
 
 void voDelayFree(voDelay* delay) {
     if (!delay) return;
@@ -294,7 +304,9 @@ void voDelayFree(voDelay* delay) {
     drop(delay);
 }
 
-vozval* vozvalbloc() { return make<vozval>(); }
+vozval* vozvalbloc() {
+    return make<vozval>();
+}
 
 void vozvalfree(vozval* zval) {
     if (!zval) return;
@@ -302,26 +314,20 @@ void vozvalfree(vozval* zval) {
     drop(zval);
 }
 
-vosinit* vosinitbloc() { return make<vosinit>(); }
-
-void vosinitfree(vosinit* sinit) {
-    while (sinit) {
-        vosinit* next = sinit->next;
-        strs({sinit->name, sinit->value});
-        drop(sinit);
-        sinit = next;
-    }
+vosinit* vosinitbloc() {
+    return make<vosinit>();
 }
 
-votrans* votransbloc() { return make<votrans>(); }
+void vosinitfree(vosinit* sinit) {
+    freeList(sinit, [](vosinit* r) { strs({r->name, r->value}); });
+}
+
+votrans* votransbloc() {
+    return make<votrans>();
+}
 
 void votransfree(votrans* trans) {
-    while (trans) {
-        votrans* next = trans->next;
-        strs({trans->from, trans->to});
-        drop(trans);
-        trans = next;
-    }
+    freeList(trans, [](votrans* r) { strs({r->from, r->to}); });
 }
 
 vopint* vopintbloc() {
@@ -331,39 +337,32 @@ vopint* vopintbloc() {
 }
 
 void vopintfree(vopint* pint) {
-    while (pint) {
-        vopint* next = pint->next;
-        vostfree(pint->name);
-        drop(pint);
-        pint = next;
-    }
+    freeList(pint, [](vopint* r) { vostfree(r->name); });
 }
 
-struct voplace* voplacebloc() { return make<struct voplace>(); }
+struct voplace* voplacebloc() {
+    return make<struct voplace>();
+}
 
 void voplacefree(struct voplace* place) {
-    while (place) {
-        struct voplace* next = place->next;
-        strs({place->file, place->ext});
-        drop(place);
-        place = next;
-    }
+    freeList(place, [](struct voplace* r) { strs({r->file, r->ext}); });
 }
 
-vocomp* vocompbloc() { return make<vocomp>(); }
+vocomp* vocompbloc() {
+    return make<vocomp>();
+}
 
 void vocompfree(vocomp* comp) {
-    while (comp) {
-        vocomp* next = comp->next;
-        vostfree(comp->name);
-        vobindfree(comp->bind);
-        vogenfree(comp->gens);
-        drop(comp);
-        comp = next;
-    }
+    freeList(comp, [](vocomp* r) {
+        vostfree(r->name);
+        vobindfree(r->bind);
+        vogenfree(r->gens);
+    });
 }
 
-vobind* vobindbloc() { return make<vobind>(); }
+vobind* vobindbloc() {
+    return make<vobind>();
+}
 
 void vobindfree(vobind* bind) {
     if (!bind) return;
@@ -373,61 +372,55 @@ void vobindfree(vobind* bind) {
     drop(bind);
 }
 
-voae* voaebloc() { return make<voae>(); }
+voae* voaebloc() {
+    return make<voae>();
+}
 
 void voaefree(voae* ae) {
-    while (ae) {
-        voae* next = ae->next;
-        strs({ae->formal, ae->actual});
-        drop(ae);
-        ae = next;
-    }
+    freeList(ae, [](voae* r) { strs({r->formal, r->actual}); });
 }
 
-voglist* voglistbloc() { return make<voglist>(); }
+voglist* voglistbloc() {
+    return make<voglist>();
+}
 
 void voglistfree(voglist* list) {
-    while (list) {
-        voglist* next = list->next;
-        drop(list);
-        list = next;
-    }
+    freeList(list, [](voglist*) {});
 }
 
-voclist* voclistbloc() { return make<voclist>(); }
+voclist* voclistbloc() {
+    return make<voclist>();
+}
 
 void voclistfree(voclist* list) {
-    while (list) {
-        voclist* next = list->next;
-        drop(list);
-        list = next;
-    }
+    freeList(list, [](voclist*) {});
 }
 
-voalist* voalistbloc() { return make<voalist>(); }
+voalist* voalistbloc() {
+    return make<voalist>();
+}
 
 void voalistfree(voalist* list) {
-    while (list) {
-        voalist* next = list->next;
-        drop(list);
-        list = next;
-    }
+    freeList(list, [](voalist*) {});
 }
 
-volev* volevbloc() { return make<volev>(); }
+volev* volevbloc() {
+    return make<volev>();
+}
 
 void volevfree(volev* lev) {
-    while (lev) {
-        volev* next = lev->next;
-        vostfree(lev->name);
-        drop(lev);
-        lev = next;
-    }
+    freeList(lev, [](volev* r) { vostfree(r->name); });
 }
 
-voCons* voConsBlock() { return makeUncounted<voCons>(); }
-voComman* voCommanBlock() { return makeUncounted<voComman>(); }
-voImport* voImportBlock() { return makeUncounted<voImport>(); }
+voCons* voConsBlock() {
+    return makeUncounted<voCons>();
+}
+voComman* voCommanBlock() {
+    return makeUncounted<voComman>();
+}
+voImport* voImportBlock() {
+    return makeUncounted<voImport>();
+}
 
 vocomp* vofindcomp(const char* name) {
     if (!vo->ini) return nullptr;

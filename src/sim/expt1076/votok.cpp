@@ -24,8 +24,10 @@ constexpr int kReplyMax = 80;
     // Counted as fatal whatever the severity the message gives the report.
     vomsg(4);
     std::snprintf(ViewLocation, sizeof ViewLocation, " ");
-    if (path) ktErrReportBuild(nullptr, ViewLocation, msgFp, number, path);
-    else ktErrReportBuild(nullptr, ViewLocation, msgFp, number);
+    if (path)
+        ktErrReportBuild(nullptr, ViewLocation, msgFp, number, path);
+    else
+        ktErrReportBuild(nullptr, ViewLocation, msgFp, number);
     voexit(4);
 }
 
@@ -82,9 +84,12 @@ void votok(int mode, const char* text) {
         spaces(f, f->level * f->unit + f->hang);
     }
 
-    if (mode & (VOTOK_COMMENT | VOTOK_ICOMMENT | VOTOK_TRAILING)) put(f, "--", 2);
-    else if (mode & VOTOK_WARNING) put(f, "--WARNING: ", 11);
-    else if (mode & VOTOK_ERROR) put(f, "--ERROR: ", 9);
+    if (mode & (VOTOK_COMMENT | VOTOK_ICOMMENT | VOTOK_TRAILING))
+        put(f, "--", 2);
+    else if (mode & VOTOK_WARNING)
+        put(f, "--WARNING: ", 11);
+    else if (mode & VOTOK_ERROR)
+        put(f, "--ERROR: ", 9);
 
     put(f, text, len);
 
@@ -99,19 +104,31 @@ void votok(int mode, const char* text) {
     if (mode & VOTOK_UNHANG) f->hang = 0;
 }
 
-int vofopen(const char* base, const char* ext) {
-    vofile* f = vo->file;
-    if (f->fp) fatal(VOM_NOOUTPUT);
+namespace {
+// Builds the lower-cased path of base.ext in `dir` (null: the current
+// directory) into vodata.buf and returns it; one file is open at a time.
+char* outputPath(const char* dir, const char* base, const char* ext) {
+    if (vo->file->fp) fatal(VOM_NOOUTPUT);
     char b[KS_PATHMAX], e[KS_PATHMAX];
     lowerCopy(b, base);
     lowerCopy(e, ext);
     char* path = vo->buf;
     // A name too long for a path cannot be opened: say so with what we have.
-    if (ksMerge(path, nullptr, vo->cmdl ? vo->cmdl->outdir : nullptr, b, e) != KS_OK)
-        fatal(VOM_NOOPEN, b);
+    if (ksMerge(path, nullptr, dir, b, e) != KS_OK) fatal(VOM_NOOPEN, b);
+    return path;
+}
 
-    if (ksExists(path, KS_FILE) == KS_OK && !(vo->cmdl && vo->cmdl->overwrite) &&
-        !voGraphicsMode) {
+void openOutput(const char* path) {
+    vofile* f = vo->file;
+    f->fp = std::fopen(path, "w");
+    vofilereset(f);
+    if (!f->fp) fatal(VOM_NOOPEN, path);
+}
+}  // namespace
+
+int vofopen(const char* base, const char* ext) {
+    char* path = outputPath(vo->cmdl ? vo->cmdl->outdir : nullptr, base, ext);
+    if (ksExists(path, KS_FILE) == KS_OK && !(vo->cmdl && vo->cmdl->overwrite) && !voGraphicsMode) {
         vomsg(2);
         std::snprintf(ViewLocation, sizeof ViewLocation, " ");
         ktErrReportBuild(nullptr, ViewLocation, msgFp, VOM_EXISTS, path);
@@ -121,24 +138,13 @@ int vofopen(const char* base, const char* ext) {
         getreply(question, "No", reply, sizeof reply);
         if (!equal(reply, "Yes")) return 0;
     }
-
-    f->fp = std::fopen(path, "w");
-    vofilereset(f);
-    if (!f->fp) fatal(VOM_NOOPEN, path);
+    openOutput(path);
     return 1;
 }
 
 void vofopenini(const char* base, const char* ext) {
-    vofile* f = vo->file;
-    if (f->fp) fatal(VOM_NOOUTPUT);
-    char b[KS_PATHMAX], e[KS_PATHMAX];
-    lowerCopy(b, base);
-    lowerCopy(e, ext);
-    char* path = vo->buf;
-    if (ksMerge(path, nullptr, nullptr, b, e) != KS_OK) fatal(VOM_NOOPEN, b);
-    f->fp = std::fopen(path, "w");
-    vofilereset(f);
-    if (!f->fp) fatal(VOM_NOOPEN, path);
+    // The initialization file goes to the current directory, replaced unasked.
+    openOutput(outputPath(nullptr, base, ext));
 }
 
 void vofclose() {
@@ -162,13 +168,16 @@ void vofilereset(vofile* file) {
 
 char* vomerge(const char* base, const char* ext) {
     static char name[KS_PATHMAX];
-    if (ksMerge(name, nullptr, nullptr, base, ext) != KS_OK) ktStrncpyNullTerm(name, base, sizeof name);
+    if (ksMerge(name, nullptr, nullptr, base, ext) != KS_OK)
+        ktStrncpyNullTerm(name, base, sizeof name);
     return ktStrLoc(name);
 }
 
 char* getreply(const char* prompt, const char* dflt, char* out, int outlen) {
-    if (dflt && *dflt) std::fprintf(voreplyout, "%s[%s]: ", prompt, dflt);
-    else std::fprintf(voreplyout, "%s: ", prompt);
+    if (dflt && *dflt)
+        std::fprintf(voreplyout, "%s[%s]: ", prompt, dflt);
+    else
+        std::fprintf(voreplyout, "%s: ", prompt);
     std::fflush(voreplyout);
 
     char line[kReplyMax + 1];
