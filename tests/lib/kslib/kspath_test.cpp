@@ -163,22 +163,22 @@ TEST(PathLevels, DownAddsALevelEndingInSlash) {
 }
 
 TEST(PathLevels, UpClimbsToTheRootAndNoFurther) {
-    char path[KS_PATHMAX] = "/a/b/c/";
-    char last[KS_PATHMAX];
-    const char* steps[][2] = {{"/a/b/", "c"}, {"/a/", "b"}, {"/", "a"}};
-    for (auto& step : steps) {
-        ASSERT_EQ(ksUppath(path, last), KS_OK);
-        EXPECT_STREQ(path, step[0]);
-        EXPECT_STREQ(last, step[1]);
+    char path[KS_PATHMAX], last[KS_PATHMAX];
+    const struct {
+        const char* start;  // else the path the step before left
+        int status;
+        const char *path, *last;
+    } steps[] = {
+        {"/a/b/", KS_OK, "/a/", "b"},    {nullptr, KS_OK, "/", "a"},
+        {nullptr, KS_NOTFOUND, "/", ""}, {"name", KS_OK, "", "name"},
+        {nullptr, KS_NOTFOUND, "", ""},
+    };
+    for (const auto& s : steps) {
+        if (s.start) std::strcpy(path, s.start);
+        EXPECT_EQ(ksUppath(path, last), s.status) << s.path;
+        EXPECT_STREQ(path, s.path);
+        EXPECT_STREQ(last, s.last);
     }
-    EXPECT_EQ(ksUppath(path, last), KS_NOTFOUND);
-    EXPECT_STREQ(path, "/");
-    EXPECT_STREQ(last, "");
-    std::strcpy(path, "name");
-    ASSERT_EQ(ksUppath(path, last), KS_OK);
-    EXPECT_STREQ(path, "");
-    EXPECT_STREQ(last, "name");
-    EXPECT_EQ(ksUppath(path, last), KS_NOTFOUND);
 }
 
 using AbsolutePath = InTempDir;

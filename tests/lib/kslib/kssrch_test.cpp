@@ -90,16 +90,6 @@ TEST_F(Search, TheVersionLevelGoesBetweenKdirAndTheNamesDirectory) {
     EXPECT_EQ(find("sub/N"), def + "sub/N");
 }
 
-TEST_F(Search, AnAbsoluteNameIsNotLookedForAlongKdir) {
-    std::string abs = cwd.path("abs/N");
-    d1.write("N", "");
-    d1.write(abs.substr(1), "");  // the requested name's directory below d1
-    EXPECT_EQ(find(abs), "-" + abs);
-    cwd.write("abs/532/N", "");
-    cwd.write("abs/N", "");
-    EXPECT_EQ(find(abs), cwd.path("abs/532/N"));
-}
-
 TEST_F(Search, NamesOf256CharactersAreMalformed) {
     char out[KS_PATHMAX];
     std::string spec255(255, 'n'), spec256(256, 'n');

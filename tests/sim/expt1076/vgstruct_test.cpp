@@ -6,8 +6,6 @@
 
 namespace {
 
-using Records = TranslatorTest;
-
 template <typename T>
 T* push(T*& head, T* rec) {
     rec->next = head;
@@ -109,21 +107,6 @@ TEST(RecordRelease, EverythingAllocatedIsGivenBack) {
     vodatafree(vo);
     EXPECT_EQ(vomemtotal, before);
     EXPECT_EQ(vo, nullptr);
-}
-
-TEST_F(Records, GenericSearchGoesComponentThenFileThenRunInAnyCase) {
-    vo->ini = voinibloc();
-    vocomp* comp = push(vo->ini->comps, vocompbloc());
-    comp->name = vostcpy("And2");
-    vogen* inComp = push(comp->gens, gen("TPD"));
-    vogen* inFile = push(vo->ini->gens, gen("tpd"));
-    push(vo->ini->gens, gen("WIDTH"));
-    vogen* inRun = push(vo->gens, gen("Extra"));
-    EXPECT_EQ(vofindcomp("AND2"), comp);
-    EXPECT_EQ(vofindgen("tpd", comp), inComp);
-    EXPECT_EQ(vofindgen("TPD", nullptr), inFile);
-    EXPECT_EQ(vofindgen("EXTRA", comp), inRun);
-    EXPECT_EQ(vofindgen("NONE", comp), nullptr);
 }
 
 }  // namespace

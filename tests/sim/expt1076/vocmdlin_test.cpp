@@ -1,7 +1,6 @@
 #include "vocmdlin.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <memory>
 #include <string>
@@ -70,54 +69,38 @@ using LibraryListFile = CommandLine;
 TEST_F(LibraryListFile, ReportsEachBadLineAndGoesOn) {
     dir_.mkdir("a");
     dir_.mkdir("b");
-    dir_.write("scrivet.ini",
-               "; a comment\r\n"
-               "  dir [w] ./a (cells)\r\n"
-               "DIR [q] ./a\n"
-               "DIRECTORY [w] ./a (x)\n"
-               "Dir\t[r] ./missing (cells)\n"
-               "\tDIR [r] ./b (Cells)");
+    // 511 characters fit; the 512th cuts a line, and its tail, which reads
+    // like a DIR line of its own, is no line.
+    std::string fits = "DIR [w] ./a (long) |" + std::string(491, 'x');
+    std::string cut = "DIR [w] ./a (cut) |" + std::string(492, 'y') + " DIR [w] ./a (tail)";
+    dir_.write("scrivet.ini", "; a comment\r\n  dir [w] ./a (cells)\r\nDIR [q] ./a\n" + fits +
+                                  "\n" + cut +
+                                  "\nDIRECTORY [w] ./a (x)\nDir\t[r] ./missing (cells)\n"
+                                  "\tDIR [r] ./b (Cells)");
     CaptureStderr();
     read_tmdir(0);
     std::string err = GetCapturedStderr();
     EXPECT_NE(err.find("Line 3 of scrivet.ini is not a valid DIR line"), std::string::npos) << err;
+    EXPECT_NE(err.find("Line 5 of scrivet.ini"), std::string::npos) << err;
     EXPECT_NE(err.find("its directory does not exist: [r] ./missing (cells)"), std::string::npos)
         << err;
-    EXPECT_EQ(vo->errors, 1);
+    EXPECT_EQ(vo->errors, 2);
     EXPECT_EQ(vo->fatals, 1);
+    EXPECT_EQ(qlm_library_exists("long"), 1);
+    EXPECT_EQ(qlm_library_exists("cut") + qlm_library_exists("tail"), 0);
     kqLibDirectory* first = qlm_id_next_libdir(nullptr, "cells");
     ASSERT_NE(first, nullptr);
     EXPECT_STREQ(qlm_id_get_path(qlm_id_next_libdir(first, "cells")), dir_.path("b").c_str());
-
     // Read again, for the next name of the command line: only the bad
     // lines are told again, and the list stays as it was.
     CaptureStderr();
     read_tmdir(0);
     GetCapturedStderr();
-    EXPECT_EQ(vo->errors, 2);
+    EXPECT_EQ(vo->errors, 4);
     EXPECT_EQ(vo->fatals, 2);
     int entries = 0;
     for (kqLibDirectory* e = qlm_id_next_dir(nullptr); e; e = qlm_id_next_dir(e)) ++entries;
-    EXPECT_EQ(entries, 2);
-}
-
-TEST_F(LibraryListFile, OverlongLineIsRefusedWhole) {
-    dir_.mkdir("a");
-    // 511 characters fit; the 512th cuts the line, and its tail, which
-    // reads like a DIR line of its own, is no line.
-    std::string fits = "DIR [w] ./a (cells) |";
-    fits += std::string(511 - fits.size(), 'x');
-    std::string tail = " DIR [w] ./a (tail)";
-    std::string cut = "DIR [w] ./a (cut) |" + std::string(511 - 19, 'y') + tail;
-    dir_.write("scrivet.ini", fits + "\n" + cut + "\n");
-    CaptureStderr();
-    read_tmdir(0);
-    std::string err = GetCapturedStderr();
-    EXPECT_NE(err.find("Line 2 of scrivet.ini"), std::string::npos) << err;
-    EXPECT_EQ(vo->errors, 1);
-    EXPECT_EQ(qlm_library_exists("cells"), 1);
-    EXPECT_EQ(qlm_library_exists("cut"), 0);
-    EXPECT_EQ(qlm_library_exists("tail"), 0);
+    EXPECT_EQ(entries, 3);
 }
 
 TEST_F(CommandLine, NameGetsVersionOneAndLevelsShowOldestFirst) {
@@ -140,17 +123,6 @@ TEST_F(CommandLine, LibraryNameKeepsItsFormAndHasNoDirectoryYet) {
     EXPECT_EQ(vo->cmdl->overwrite, 1);
     EXPECT_EQ(vo->cmdl->vectors, 0);
     EXPECT_EQ(voGraphicsMode, 1);
-}
-
-TEST_F(CommandLine, OptionErrorsEndTheRun) {
-    cells();
-    // The option errors go to standard output, joined here to standard error.
-    EXPECT_EXIT((dup2(2, 1), runAsIs({"-l", "-o"})), ::testing::ExitedWithCode(1),
-                "expecting to find library name after \\(-l\\)");
-    // Every bad option is counted first; the usage text comes once.
-    EXPECT_EXIT(runAsIs({"-r", "-q", "cells:and2"}), ::testing::ExitedWithCode(1),
-                "^\nUsage: ENTGEN[^\n]*\n\n(    [^\n]*\n){6}\nAll arguments except the design name "
-                "are optional.\n\n[^U]*Translation Completed");
 }
 
 using Prompts = CommandLine;

@@ -117,54 +117,36 @@ TEST_F(Dialogue, FirstWordOrTheDefaultCutToTheBuffer) {
     EXPECT_EQ(asked(), "Go on?[No]: Q[No]: Q: Q: Q: Q[No]: Name: ");
 }
 
-class Overwrite : public TranslatorTest {
-protected:
-    void SetUp() override {
-        TranslatorTest::SetUp();
-        vo->cmdl->outdir = vostcpy(dir.path().c_str());
-        dir.write("and2.vhd", "old model\n");
-    }
-    void TearDown() override {
-        vofclose();
-        TranslatorTest::TearDown();
-    }
-    TempDir dir;
-};
+using Overwrite = TranslatorTest;
 
-TEST_F(Overwrite, DeclinedOrEmptyLeavesTheFileAndWritesNothing) {
-    answer("no\n\n");
+TEST_F(Overwrite, AskedOnlyForAnExistingModelAndNeverWithOOrU) {
+    TempDir dir;
+    vo->cmdl->outdir = vostcpy(dir.path().c_str());
+    dir.write("and2.vhd", "old model\n");
+    const std::string question = "Overwrite " + dir.path("and2.vhd") + "?[No]: ";
+    answer("no\n\ny\n");
+    // Declined, or no answer: the file stays as it was.
     EXPECT_EQ(vofopen("AND2", "VHD"), 0);
     EXPECT_EQ(vo->file->fp, nullptr);
     EXPECT_EQ(vofopen("and2", "vhd"), 0);
     EXPECT_EQ(dir.read("and2.vhd"), "old model\n");
-    EXPECT_EQ(asked(), "Overwrite " + dir.path("and2.vhd") + "?[No]: Overwrite " +
-                           dir.path("and2.vhd") + "?[No]: ");
-    EXPECT_EQ(vo->warnings, 2);
-}
-
-TEST_F(Overwrite, AcceptedReplacesTheFileANewOneIsNotAsked) {
-    answer("y\n");
     ASSERT_EQ(vofopen("And2", "vhd"), 1);
     votok(NL, "new");
     vofclose();
     EXPECT_EQ(dir.read("and2.vhd"), "new\n");
+    // A new file is named in lower case and not asked for.
     ASSERT_EQ(vofopen("OR3", "VHD"), 1);
     vofclose();
     EXPECT_TRUE(dir.exists("or3.vhd"));
-    EXPECT_EQ(asked(), "Overwrite " + dir.path("and2.vhd") + "?[No]: ");
-}
-
-TEST_F(Overwrite, OptionsOAndUNeverAsk) {
-    answer("no\n");
-    vo->cmdl->overwrite = 1;
+    vo->cmdl->overwrite = 1;  // -o
     EXPECT_EQ(vofopen("and2", "vhd"), 1);
     vofclose();
     vo->cmdl->overwrite = 0;
-    voGraphicsMode = 1;
+    voGraphicsMode = 1;  // -u
     EXPECT_EQ(vofopen("and2", "vhd"), 1);
     vofclose();
-    EXPECT_EQ(asked(), "");
-    EXPECT_EQ(vo->warnings, 0);
+    EXPECT_EQ(asked(), question + question + question);
+    EXPECT_EQ(vo->warnings, 3) << "a warning comes with each question";
 }
 
 }  // namespace
