@@ -143,20 +143,4 @@ TEST_F(Prompts, ShortAnswersInAnyCase) {
     EXPECT_EQ(vo->cmdl->vectors, 0);
 }
 
-TEST_F(Prompts, DefaultsAndQuestionsAskedAgain) {
-    cells();
-    read_tmdir(0);
-    answer("maybe\n\ncells:and2 ignored\nout\nsure\n\n\n\n");
-    voprompt();
-    EXPECT_EQ(asked(),
-              "Translate library or symbol?[symbol]: Translate library or symbol?[symbol]: "
-              "Symbol name:: Output directory[current]: Write .ini file?[No]: "
-              "Write .ini file?[No]: To overwrite existed VHDL models?[No]: Expand buses?[No]: ");
-    EXPECT_EQ(vo->cmdl->library, 0);
-    EXPECT_STREQ(vo->cmdl->name, "cells:and2");
-    EXPECT_STREQ(vo->cmdl->outdir, "out");
-    EXPECT_EQ(vo->cmdl->writeini, 0);
-    EXPECT_EQ(vo->cmdl->vectors, 1);
-}
-
 }  // namespace
