@@ -39,9 +39,9 @@ protected:
     }
 
     // The path found, or "-" and the output of a failed search.
-    static std::string find(const std::string& spec, int kind = KS_FILE) {
+    static std::string find(const std::string& name, int kind = KS_FILE) {
         char out[KS_PATHMAX] = "";
-        int st = ksSrchdirs(spec.c_str(), kind, out);
+        int st = ksSrchdirs(name.c_str(), kind, out);
         return st == KS_OK ? std::string(out) : "-" + std::string(out);
     }
 };
@@ -92,10 +92,10 @@ TEST_F(Search, TheVersionLevelGoesBetweenKdirAndTheNamesDirectory) {
 
 TEST_F(Search, NamesOf256CharactersAreMalformed) {
     char out[KS_PATHMAX];
-    std::string spec255(255, 'n'), spec256(256, 'n');
-    EXPECT_EQ(ksSrchdirs(spec256.c_str(), KS_FILE, out), KS_NOACCESS);
-    EXPECT_EQ(ksSrchdirs(spec255.c_str(), KS_FILE, out), KS_NOTFOUND);
-    EXPECT_EQ(out, spec255);
+    std::string name255(255, 'n'), name256(256, 'n');
+    EXPECT_EQ(ksSrchdirs(name256.c_str(), KS_FILE, out), KS_NOACCESS);
+    EXPECT_EQ(ksSrchdirs(name255.c_str(), KS_FILE, out), KS_NOTFOUND);
+    EXPECT_EQ(out, name255);
 }
 
 TEST_F(Search, KdirDirectoriesTooLongForAPathArePassedOver) {
