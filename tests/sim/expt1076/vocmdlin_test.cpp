@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,11 +26,9 @@ protected:
     void SetUp() override {
         TranslatorTest::SetUp();
         qlm_free_all();
-        here_ = std::make_unique<ChdirGuard>(dir_.path());
         ksGetdefReset();
     }
     void TearDown() override {
-        here_.reset();
         ksGetdefReset();
         qlm_free_all();
         TranslatorTest::TearDown();
@@ -47,21 +44,16 @@ protected:
 
     // Runs vocmdlin on the words; gives what it printed on standard output.
     std::string run(std::vector<const char*> words) {
-        CaptureStdout();
-        runAsIs(words);
-        return GetCapturedStdout();
-    }
-    void runAsIs(std::vector<const char*> words) {
         words.insert(words.begin(), "entgen");
         vocmdlfree(vo->cmdl);
         vo->cmdl = nullptr;
+        CaptureStdout();
         vocmdlin(static_cast<int>(words.size()), const_cast<char**>(words.data()));
+        return GetCapturedStdout();
     }
 
     TempDir dir_;
-
-private:
-    std::unique_ptr<ChdirGuard> here_;
+    ChdirGuard here_{dir_.path()};
 };
 
 using LibraryListFile = CommandLine;
