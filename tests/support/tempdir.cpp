@@ -3,12 +3,20 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
+
+namespace {
+void setEnv(const std::string& name, const char* value) {
+    value ? setenv(name.c_str(), value, 1) : unsetenv(name.c_str());
+    if (name == "TZ") tzset();
+}
+}  // namespace
 
 TempDir::TempDir() {
     std::string tmpl = (fs::temp_directory_path() / "entgen-test-XXXXXX").string();
@@ -50,3 +58,10 @@ ChdirGuard::~ChdirGuard() {
     std::error_code ec;
     fs::current_path(old_, ec);
 }
+
+EnvGuard::EnvGuard(const char* name, const char* value) : name_(name) {
+    if (const char* old = std::getenv(name)) old_ = old;
+    setEnv(name_, value);
+}
+
+EnvGuard::~EnvGuard() { setEnv(name_, old_ ? old_->c_str() : nullptr); }

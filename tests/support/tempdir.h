@@ -1,6 +1,8 @@
-// A fresh temporary directory for one test, removed with everything in it
-// when the test ends.
+// Scoped helpers for tests: a fresh temporary directory, removed with
+// everything in it when the test ends; a changed working directory; a
+// changed environment variable.
 #pragma once
+#include <optional>
 #include <string>
 
 class TempDir {
@@ -32,4 +34,18 @@ public:
 
 private:
     std::string old_;
+};
+
+// Sets (or, with null, unsets) an environment variable for the life of the
+// guard, and then puts the old value back.
+class EnvGuard {
+public:
+    EnvGuard(const char* name, const char* value);
+    ~EnvGuard();
+    EnvGuard(const EnvGuard&) = delete;
+    EnvGuard& operator=(const EnvGuard&) = delete;
+
+private:
+    std::string name_;
+    std::optional<std::string> old_;
 };

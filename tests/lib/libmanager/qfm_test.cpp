@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "ktstr.h"
 #include "qlm.h"
 #include "tempdir.h"
 
@@ -31,7 +30,7 @@ protected:
     }
     // An index record: the text, padded with blanks to 30 bytes.
     static std::string record(const std::string& text) {
-        return text + std::string(QFM_MEGARECORD - text.size(), ' ');
+        return text + std::string(30 - text.size(), ' ');
     }
     // Every file the loop hands over, in order.
     std::vector<std::string> walk(const char* library, int kind, const char* name,
@@ -72,45 +71,18 @@ TEST_F(FileSearch, DirectoriesOfALibraryInOrder) {
     EXPECT_EQ(qfm_errno, QFM_NOLIB);
 }
 
-TEST_F(FileSearch, RecordOfAPlainFile) {
-    kqLibDirectory* d = lib("[w]", "one", "cells");
-    dir_.write("one/sym/AND2.1", "");
-    qfm_id* id = qfm_find_file("cells", 1, "AND2", "1");
-    ASSERT_NE(id, nullptr);
-    EXPECT_STREQ(id->name, "and2");
-    EXPECT_STREQ(id->ext, "1");
-    EXPECT_EQ(id->position, -1);
-    EXPECT_EQ(id->directory, d);
-    EXPECT_EQ(qfm_id_file_exists(id), 1);
-    qfm_free_id(id);
-    // A plain file is looked for under the name as given.
-    EXPECT_EQ(qfm_find_file("cells", 1, "and2", "1"), nullptr);
-    EXPECT_EQ(qfm_id_file_exists(nullptr), 0);
-    qfm_free_id(nullptr);
-}
-
-TEST_F(FileSearch, KindsGiveSubdirectoryAndExtension) {
-    lib("[w]", "one", "cells");
-    dir_.write("one/sym/and2.pin", "");
-    dir_.write("one/brd/main.brd", "");
-    dir_.write("one/notes.txt", "");
-    dir_.write("one/sym/bare", "");
-    // A fixed extension replaces the caller's.
-    EXPECT_NE(qfm_find_directory("cells", 4, "and2", "xyz"), nullptr);
-    EXPECT_NE(qfm_find_directory("cells", 64, "main", nullptr), nullptr);
-    // Outside the table: the library directory itself.
-    EXPECT_NE(qfm_find_directory("cells", 99, "notes", "txt"), nullptr);
-    EXPECT_NE(qfm_find_directory("cells", 42, "notes", "txt"), nullptr);
-    // No extension at all.
-    EXPECT_NE(qfm_find_directory("cells", 1, "bare", nullptr), nullptr);
-    EXPECT_EQ(qfm_find_directory("cells", 2, "and2", "pin"), nullptr);
-}
-
 TEST_F(FileSearch, MegaIndexOfThirtyByteRecords) {
     kqLibDirectory* d = lib("[m]", "mega", "packed");
-    dir_.write("mega/sym.tbl", record("and2.1 0") + record("OR3.2\t120") + record("xor2.1 -1") +
-                                   record("junk") + "nand2.1 9");
+    lib("[m]", "empty", "packed");
+    lib("[m]", "nodata", "packed");
+    lib("[m]", "last", "packed");
+    dir_.write("mega/sym.tbl",
+               record("OR3.2\t120") + record("xor2.1 -1") + record("junk") + "nand2.1 9");
     dir_.write("mega/sym.lib", "data");
+    dir_.write("empty/sym.tbl", "");                   // no hits, no failure
+    dir_.write("nodata/sym.tbl", record("and2.1 5"));  // no data file: no hit
+    dir_.write("last/sym.tbl", record("and2.1 7") + "x");
+    dir_.write("last/sym.lib", "");
     qfm_id* id = qfm_find_file("packed", 1, "Or3", "2");
     ASSERT_NE(id, nullptr);
     EXPECT_EQ(id->position, 120);
@@ -118,29 +90,19 @@ TEST_F(FileSearch, MegaIndexOfThirtyByteRecords) {
     EXPECT_STREQ(id->name, "or3");
     EXPECT_GT(id->time, 1u);
     qfm_free_id(id);
-    EXPECT_NE(qfm_find_directory("packed", 1, "and2", "1"), nullptr);
     // A negative offset doesn't count, and a short tail is no record.
     EXPECT_EQ(qfm_find_directory("packed", 1, "xor2", "1"), nullptr);
     EXPECT_EQ(qfm_find_directory("packed", 1, "nand2", "1"), nullptr);
-    // The index only covers kinds that may be packed; others are plain.
-    dir_.write("mega/doc/notes.1", "");
-    EXPECT_NE(qfm_find_directory("packed", 2, "notes", "1"), nullptr);
-}
-
-TEST_F(FileSearch, MegaIndexEdges) {
-    lib("[m]", "a", "packed");
-    lib("[m]", "b", "packed");
-    lib("[m]", "c", "packed");
-    dir_.write("a/sym.tbl", "");  // empty: no hits, no failure
-    dir_.write("a/sym.lib", "");
-    dir_.write("b/sym.tbl", record("and2.1 5"));  // no data file to time
-    dir_.write("c/sym.tbl", record("and2.1 7") + "x");
-    dir_.write("c/sym.lib", "");
-    qfm_id* id = qfm_find_file("packed", 1, "and2", "1");
+    id = qfm_find_file("packed", 1, "and2", "1");
     ASSERT_NE(id, nullptr);
     EXPECT_EQ(id->position, 7);
     qfm_free_id(id);
-    EXPECT_EQ(walk("packed", 1, "*", "*"), (std::vector<std::string>{"and2.1", "and2.1"}));
+    // A loop walks each index in its own order, with or without a data file.
+    EXPECT_EQ(walk("packed", 1, "*", "*"), (std::vector<std::string>{"or3.2", "and2.1", "and2.1"}));
+    EXPECT_EQ(walk("packed", 1, "O*", "2"), (std::vector<std::string>{"or3.2"}));
+    // The index only covers kinds that may be packed; others are plain.
+    dir_.write("mega/doc/notes.1", "");
+    EXPECT_NE(qfm_find_directory("packed", 2, "notes", "1"), nullptr);
 }
 
 TEST_F(FileSearch, LoopOverPlainDirectoriesSorted) {
@@ -158,45 +120,13 @@ TEST_F(FileSearch, LoopOverPlainDirectoriesSorted) {
               (std::vector<std::string>{"and2.1", "and2.2", "and2.pin"}));
     EXPECT_EQ(walk("cells", 1, "*", "1"), (std::vector<std::string>{"and2.1", "or3.1", "buf.1"}));
     EXPECT_EQ(walk("cells", 4, "*", "1"), (std::vector<std::string>{"and2.pin"}));
-}
-
-TEST_F(FileSearch, LoopOverAMegaIndexInItsOrder) {
-    lib("[m]", "mega", "packed");
-    dir_.write("mega/sym.tbl", record("OR3.1 0") + record("and2.1 40") + record("and2.pin 80"));
-    EXPECT_EQ(walk("packed", 1, "*", "*"),
-              (std::vector<std::string>{"or3.1", "and2.1", "and2.pin"}));
-    EXPECT_EQ(walk("packed", 1, "A*", "1"), (std::vector<std::string>{"and2.1"}));
-}
-
-TEST_F(FileSearch, CallbackEndsTheLoop) {
-    lib("[w]", "one", "cells");
-    lib("[w]", "two", "cells");
-    dir_.write("one/sym/a.1", "");
-    dir_.write("one/sym/b.1", "");
-    dir_.write("two/sym/c.1", "");
+    // A callback's non-zero answer ends the loop and is its result.
     int calls = 0;
     auto stop = [](const char*, void* data) { return ++*static_cast<int*>(data) == 1 ? 7 : 0; };
     EXPECT_EQ(qfm_file_loop("cells", 1, "*", "*", stop, &calls), 7);
-    EXPECT_EQ(calls, 1);
     EXPECT_EQ(qfm_file_loop("nolib", 1, "*", "*", stop, &calls), QFM_NOLIB);
-    EXPECT_EQ(qfm_file_loop("", 1, "*", "*", stop, &calls), QFM_NOLIB);
     EXPECT_EQ(qfm_file_loop(nullptr, 1, "*", "*", stop, &calls), QFM_NOLIB);
     EXPECT_EQ(calls, 1);
-}
-
-TEST(DesignNames, SplitAndMerge) {
-    char text[] = "  cells: and2.1";
-    EXPECT_STREQ(q_split_lib_comp(text), "cells");
-    EXPECT_STREQ(text, "and2.1");
-    char bare[] = " and2.1";
-    EXPECT_STREQ(q_split_lib_comp(bare), "");
-    EXPECT_STREQ(bare, "and2.1");
-    char* m = q_merge_lib_comp("cells", "and2.1");
-    EXPECT_STREQ(m, "cells:and2.1");
-    ktStrFree(m);
-    m = q_merge_lib_comp("", "and2.1");
-    EXPECT_STREQ(m, "and2.1");
-    ktStrFree(m);
 }
 
 }  // namespace

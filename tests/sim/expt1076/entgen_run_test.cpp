@@ -1,6 +1,10 @@
-// The program as a user runs it: banner, options, exit statuses, summary.
+// The program as a user runs it: banner, options, exit statuses, the
+// reports with their numbers and locations, the log file, and the summary,
+// whose counts follow the translator's own tally.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -9,17 +13,13 @@
 
 namespace {
 
-const char* kBanner = "ENTGEN TRANSLATOR - V5.3.1; Wexcombe 5.3.2 (052595)\n";
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
 
 const char* kAnd2 =
     "V 5\nY 1\nP 1 0 0 0 0 1\nL 1 0 0 8 0 1 0 0 A\nA 1 0 8 0 1 0 PINTYPE=IN\n"
     "P 1 0 0 0 0 1\nL 1 0 1 8 0 1 0 0 Y\nA 1 0 8 0 1 0 PINTYPE=OUT\nE\n";
-
-// The library list of a run: the writable library "cells" holding and2.1.
-void cells(const TempDir& dir) {
-    dir.write("scrivet.ini", "; libraries of the test\nDIR [w] ./cells (cells)\n");
-    dir.write("cells/sym/and2.1", kAnd2);
-}
 
 size_t count(const std::string& text, const std::string& what) {
     size_t n = 0;
@@ -27,173 +27,163 @@ size_t count(const std::string& text, const std::string& what) {
     return n;
 }
 
-TEST(ProgramRun, BannerComesFirstAndTheModelGoesBesideTheSymbol) {
+// A run's directory with the library list: the writable library "cells"
+// holding and2.1.
+class ProgramRun : public ::testing::Test {
+protected:
+    void SetUp() override {
+        dir.write("scrivet.ini", "; libraries of the test\nDIR [w] ./cells (cells)\n");
+        dir.write("cells/sym/and2.1", kAnd2);
+    }
+    RunResult run(const std::vector<std::string>& args, const std::string& input = "",
+                  const std::vector<std::string>& env = {}) {
+        return runEntgen(dir.path(), args, input, env);
+    }
+    // The logs of the runs, by name.
+    std::vector<std::string> logs() const {
+        std::vector<std::string> out;
+        for (const auto& e : std::filesystem::directory_iterator(dir.path()))
+            if (e.path().extension() == ".err") out.push_back(e.path().filename());
+        return out;
+    }
     TempDir dir;
-    cells(dir);
-    RunResult r = runEntgen(dir.path(), {"-o", "cells:and2"});
+};
+
+TEST_F(ProgramRun, BannerFirstAndAnUnmadeDirectoryLeavesTheModelBesideTheSymbol) {
+    dir.write("blocked", "");
+    RunResult r = run({"-d", "blocked/models", "-o", "cells:and2"});
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out.rfind(kBanner, 0), 0u) << r.out;
-    EXPECT_NE(r.out.find("\nProcessing design: cells:and2.1\nOutput directory: " +
-                         dir.path("cells/behv/") + "\n"),
-              std::string::npos)
-        << r.out;
+    EXPECT_THAT(r.out, StartsWith("ENTGEN TRANSLATOR - V5.3.1; Wexcombe 5.3.2 (052595)\n"));
+    EXPECT_THAT(r.out, HasSubstr("\nProcessing design: cells:and2.1\nOutput directory: " +
+                                 dir.path("cells/behv/") + "\n"));
     EXPECT_TRUE(dir.exists("cells/behv/and2.vhd"));
-    EXPECT_NE(r.err.find("Completed for CELLS:AND2.1: 0 error(s), 0 warning(s)"), std::string::npos)
-        << r.err;
+    // Reports show their number and location: a symbol's, or none.
+    EXPECT_EQ(r.err,
+              "entgen: Status 511: - sym AND2:  Wrote entity of primitive AND2 to and2.vhd.\n"
+              "entgen: Status 514:  :  Translation Completed for CELLS:AND2.1: 0 error(s), 0 "
+              "warning(s).\n");
 }
 
-TEST(ProgramRun, QuietOptionDropsTheBannerAndIsStillABadOption) {
-    TempDir dir;
-    cells(dir);
-    RunResult r = runEntgen(dir.path(), {"-Q"});
+TEST_F(ProgramRun, QuietOptionDropsTheBannerAndIsStillABadOption) {
+    RunResult r = run({"-Q"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.out.find("ENTGEN TRANSLATOR"), std::string::npos);
-    EXPECT_NE(r.err.find("\nUsage: ENTGEN [-l library] [symbol.ext] [-switched options]\n\n"),
-              std::string::npos);
-    EXPECT_NE(r.err.find("Translation Completed"), std::string::npos) << r.err;
-    EXPECT_EQ(r.err.find("Translate library or symbol?"), std::string::npos);
+    EXPECT_THAT(r.out, Not(HasSubstr("ENTGEN TRANSLATOR")));
+    EXPECT_THAT(r.err,
+                HasSubstr("\nUsage: ENTGEN [-l library] [symbol.ext] [-switched options]\n\n"));
+    EXPECT_THAT(r.err, HasSubstr("Translation Completed"));
+    EXPECT_THAT(r.err, Not(HasSubstr("Translate library or symbol?")));
 }
 
-TEST(ProgramRun, DirectoryOptionWithoutValueEndsWithStatusOne) {
-    TempDir dir;
-    cells(dir);
+TEST_F(ProgramRun, DirectoryOptionWithoutValueEndsWithStatusOne) {
     for (auto args : {std::vector<std::string>{"cells:and2", "-d", "-i"},
                       std::vector<std::string>{"cells:and2", "-d"}}) {
-        RunResult r = runEntgen(dir.path(), args);
+        RunResult r = run(args);
         EXPECT_EQ(r.status, 1);
-        EXPECT_NE(r.out.find("\n ERROR: expecting to find directory name after (-d).\n"),
-                  std::string::npos);
-        EXPECT_NE(r.err.find("Translation Completed"), std::string::npos) << r.err;
+        EXPECT_THAT(r.out, HasSubstr("\n ERROR: expecting to find directory name after (-d).\n"));
+        EXPECT_THAT(r.err, HasSubstr("Translation Completed"));
     }
 }
 
-TEST(ProgramRun, LibraryThenDirectoryIsRefusedButNotTheOtherWayRound) {
-    TempDir dir;
-    cells(dir);
-    RunResult r = runEntgen(dir.path(), {"-l", "cells", "-d", "out"});
+TEST_F(ProgramRun, LibraryThenDirectoryIsRefusedButNotTheOtherWayRound) {
+    RunResult r = run({"-l", "cells", "-d", "out"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("\n ERROR: Option (-l) and (-d) can not be use together.\n"),
-              std::string::npos);
+    EXPECT_THAT(r.out, HasSubstr("\n ERROR: Option (-l) and (-d) can not be use together.\n"));
     EXPECT_FALSE(dir.exists("out"));
-    r = runEntgen(dir.path(), {"-d", "out", "-l", "cells"});
+    r = run({"-d", "out", "-l", "cells"});
     EXPECT_EQ(r.status, 0) << r.err;
     // The directory is settled again for each symbol of the library.
     EXPECT_TRUE(dir.exists("cells/behv/and2.vhd"));
     EXPECT_FALSE(dir.exists("out/and2.vhd"));
 }
 
-TEST(ProgramRun, DirectoryThatCannotBeMadeLeavesTheModelBesideTheSymbol) {
-    TempDir dir;
-    cells(dir);
-    dir.write("blocked", "");
-    RunResult r = runEntgen(dir.path(), {"-d", "blocked/models", "cells:and2"});
-    EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_TRUE(dir.exists("cells/behv/and2.vhd"));
-    EXPECT_NE(r.err.find("0 error(s), 0 warning(s)"), std::string::npos) << r.err;
-}
-
-TEST(ProgramRun, SymbolInNoLibraryOrInAReadOnlyOne) {
-    TempDir dir;
-    cells(dir);
-    RunResult r = runEntgen(dir.path(), {"cells:or3"});
+TEST_F(ProgramRun, SymbolInNoLibraryOrInAReadOnlyOne) {
+    RunResult r = run({"cells:or3"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("555"), std::string::npos) << r.err;
-    EXPECT_NE(r.err.find("Translation Aborted for CELLS:OR3.1"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err,
+              "entgen: Error 555:  :  Symbol or3.1 was not found in library cells.\n"
+              "entgen: Status 514:  :  Translation Aborted for CELLS:OR3.1: 1 error(s), 0 "
+              "warning(s).\n");
     dir.write("scrivet.ini", "DIR [r] ./cells (cells)\n");
-    r = runEntgen(dir.path(), {"and2"});
+    r = run({"and2"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("554"), std::string::npos) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("Error 554:  :  Library cells is read-only"));
     EXPECT_FALSE(dir.exists("cells/behv"));
 }
 
-TEST(ProgramRun, MissingLibraryListIsReportedForEachName) {
-    TempDir dir;
-    RunResult r = runEntgen(dir.path(), {"and2", "top"});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(count(r.err, "552"), 2u) << r.err;
-    EXPECT_NE(r.err.find("555"), std::string::npos) << r.err;
-}
-
-TEST(ProgramRun, DeclinedOverwriteStillCompletes) {
-    TempDir dir;
-    cells(dir);
-    dir.write("cells/behv/and2.vhd", "mine");
-    RunResult r = runEntgen(dir.path(), {"cells:and2"}, "no\n");
-    EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(dir.read("cells/behv/and2.vhd"), "mine");
-    EXPECT_NE(r.err.find("Overwrite " + dir.path("cells/behv/and2.vhd") + "?[No]: "),
-              std::string::npos)
-        << r.err;
-    EXPECT_NE(r.err.find("Completed for CELLS:AND2.1: 0 error(s), 1 warning(s)"),
-              std::string::npos);
-}
-
-TEST(ProgramRun, FatalCountMakesTheSummarySayAborted) {
-    TempDir dir;
-    cells(dir);
+TEST_F(ProgramRun, FatalCountMakesTheSummarySayAborted) {
     dir.mkdir("out/and2.vhd");  // no file can be created under that name
-    RunResult r = runEntgen(dir.path(), {"-d", "out", "-o", "cells:and2"});
+    RunResult r = run({"-d", "out", "-o", "cells:and2"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("Translation Aborted for CELLS:AND2.1: 1 error(s)"), std::string::npos)
-        << r.err;
+    EXPECT_THAT(r.err, HasSubstr("Translation Aborted for CELLS:AND2.1: 1 error(s)"));
 }
 
-TEST(ProgramRun, MissingMessageFileIsFatal) {
-    TempDir dir;
-    RunResult r = runEntgen(dir.path(), {"and2"}, "", {"KDIR=" + dir.path()});
-    EXPECT_EQ(r.status, 3);
-    EXPECT_NE(r.err.find("*** Fatal error encountered ***"), std::string::npos);
-    EXPECT_NE(r.err.find("Couldn't find message file entgen in the local or ksKDIR directories"),
-              std::string::npos);
-}
-
-TEST(ProgramRun, NoArgumentsShowTheUsageThenAsk) {
-    TempDir dir;
-    cells(dir);
-    RunResult r = runEntgen(dir.path(), {}, "s\ncells:and2\n\n\nyes\n\n");
+TEST_F(ProgramRun, NoArgumentsShowTheUsageThenAsk) {
+    RunResult r = run({}, "s\ncells:and2\n\n\nyes\n\n");
     EXPECT_EQ(r.status, 0) << r.err;
-    const std::string usageEnd = "\nAll arguments except the design name are optional.\n\n";
-    size_t usage = r.err.find(usageEnd);
-    ASSERT_NE(usage, std::string::npos) << r.err;
-    EXPECT_EQ(r.err.find("Translate library or symbol?[symbol]: Symbol name:: "),
-              usage + usageEnd.size())
-        << r.err;
-    EXPECT_NE(r.out.find("\nProcessing design: cells:and2.1\n"), std::string::npos) << r.out;
+    EXPECT_THAT(r.err, HasSubstr("\nAll arguments except the design name are optional.\n\n"
+                                 "Translate library or symbol?[symbol]: Symbol name:: "));
+    EXPECT_THAT(r.out, HasSubstr("\nProcessing design: cells:and2.1\n"));
     EXPECT_TRUE(dir.exists("cells/behv/and2.vhd"));
 }
 
-TEST(ProgramRun, EmptyNameAtThePromptEndsWithoutSummary) {
-    TempDir dir;
-    cells(dir);
-    RunResult r = runEntgen(dir.path(), {}, "\n\n");
+TEST_F(ProgramRun, EmptyNameAtThePromptEndsWithoutSummary) {
+    RunResult r = run({}, "\n\n");
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("Translate library or symbol?[symbol]: Symbol name:: "), std::string::npos)
-        << r.err;
-    EXPECT_EQ(r.err.find("Translation"), std::string::npos);
+    EXPECT_THAT(r.err, HasSubstr("Translate library or symbol?[symbol]: Symbol name:: "));
+    EXPECT_THAT(r.err, Not(HasSubstr("Translation")));
 }
 
-TEST(ProgramRun, UnknownLibraryAbortsWithStatusZero) {
-    TempDir dir;
-    cells(dir);
-    RunResult r = runEntgen(dir.path(), {"-l", "nolib"});
+TEST_F(ProgramRun, DeclinedOverwriteIsAWarningWithItsNumberAndEntersTheLog) {
+    dir.write("cells/behv/and2.vhd", "mine");
+    RunResult r = run({"cells:and2"}, "no\n");
     EXPECT_EQ(r.status, 0);
-    EXPECT_NE(r.err.find("553"), std::string::npos);
-    EXPECT_NE(r.err.find("Translation Aborted for NOLIB"), std::string::npos) << r.err;
+    EXPECT_EQ(dir.read("cells/behv/and2.vhd"), "mine");
+    const std::string model = dir.path("cells/behv/and2.vhd");
+    EXPECT_EQ(r.err, "entgen: Warning 558:  :  File " + model + " already exists.\nOverwrite " +
+                         model +
+                         "?[No]: entgen: Status 514:  :  Translation Completed for CELLS:AND2.1: 0 "
+                         "error(s), 1 warning(s).\n");
+    std::vector<std::string> files = logs();
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_THAT(files[0], StartsWith("unknown-"));
+    // The summary is a Status: shown, never logged.
+    std::string log = dir.read(files[0]);
+    EXPECT_THAT(log, StartsWith("entgen: Warning 558:  : "));
+    EXPECT_EQ(count(log, "\n"), 1u) << log;
+    // A log that cannot be written costs one warning, which is not counted.
+    std::filesystem::remove(dir.path(files[0]));
+    dir.write("notadir", "");
+    r = run({"cells:and2"}, "no\n", {"KT_LOGDIR=" + dir.path("notadir")});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(count(r.err, "ktErrLog: Warning 1120: "), 1u) << r.err;
+    EXPECT_EQ(count(r.err, "1120"), 1u);
+    EXPECT_THAT(r.err, HasSubstr("Completed for CELLS:AND2.1: 0 error(s), 1 warning(s)"));
+    EXPECT_TRUE(logs().empty());
 }
 
-TEST(LibraryRun, LowestVersionOfEachSymbolAndOneReportPerStrayFile) {
-    TempDir dir;
-    cells(dir);
+TEST_F(ProgramRun, AMissingMessageFileEndsTheRunThroughAFatalReport) {
+    RunResult r = run({"and2"}, "", {"KDIR=" + dir.path()});
+    EXPECT_EQ(r.status, 3);
+    const std::string report =
+        "ENTGEN: Fatal: Couldn't find message file entgen in the local or ksKDIR directories";
+    EXPECT_EQ(r.err, "\n*** Fatal error encountered ***\n" + report + "\n");
+    std::vector<std::string> files = logs();
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(dir.read(files[0]), report + "\n");
+    EXPECT_THAT(r.out, Not(HasSubstr("Processing design")));
+}
+
+TEST_F(ProgramRun, LibraryWalkTakesTheLowestVersionAndReportsAStrayFileOnce) {
     dir.write("cells/sym/and2.2", kAnd2);
     dir.write("cells/sym/notes.txt", "not a symbol");
     dir.write("cells/sym/or3.3", kAnd2);
     dir.write("cells/sym/or3.70", kAnd2);  // far above: looked up by a walk
-    RunResult r = runEntgen(dir.path(), {"-l", "cells"});
+    RunResult r = run({"-l", "cells"});
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(dir.exists("cells/behv/and2.vhd"));
     EXPECT_TRUE(dir.exists("cells/behv/or3.vhd"));
     EXPECT_EQ(count(r.err, "528"), 1u) << r.err;
-    EXPECT_NE(r.err.find("notes.txt"), std::string::npos);
+    EXPECT_THAT(r.err, HasSubstr("notes.txt"));
     // One summary per translated symbol, each with the totals so far.
     EXPECT_EQ(count(r.err, "Translation Completed"), 2u) << r.err;
     size_t first = r.err.find("Completed for CELLS:AND2.1: 0 error(s)");
@@ -201,8 +191,8 @@ TEST(LibraryRun, LowestVersionOfEachSymbolAndOneReportPerStrayFile) {
     EXPECT_NE(first, std::string::npos) << r.err;
     EXPECT_NE(second, std::string::npos) << r.err;
     EXPECT_LT(first, second);
-    EXPECT_EQ(r.err.find("AND2.2"), std::string::npos);
-    EXPECT_EQ(r.err.find("OR3.70"), std::string::npos);
+    EXPECT_THAT(r.err, Not(HasSubstr("AND2.2")));
+    EXPECT_THAT(r.err, Not(HasSubstr("OR3.70")));
 }
 
 }  // namespace

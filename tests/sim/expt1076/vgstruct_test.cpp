@@ -1,11 +1,10 @@
+#include "vgstruct.h"
+
 #include <gtest/gtest.h>
 
-#include "vgstruct.h"
 #include "vofixture.h"
 
 namespace {
-
-using Records = TranslatorTest;
 
 template <typename T>
 T* push(T*& head, T* rec) {
@@ -99,6 +98,8 @@ void fillEverything() {
 
 TEST(RecordRelease, EverythingAllocatedIsGivenBack) {
     long before = vomemtotal;
+    vodatafree(vo = vodatabloc());  // no command line, no configuration
+    EXPECT_EQ(vomemtotal, before);
     vo = vodatabloc();
     vo->cmdl = vocmdlbloc();
     fillEverything();
@@ -106,108 +107,6 @@ TEST(RecordRelease, EverythingAllocatedIsGivenBack) {
     vodatafree(vo);
     EXPECT_EQ(vomemtotal, before);
     EXPECT_EQ(vo, nullptr);
-}
-
-TEST(RecordRelease, RootWithoutCommandLineOrConfiguration) {
-    long before = vomemtotal;
-    vodata* root = vo = vodatabloc();
-    vodatafree(root);
-    EXPECT_EQ(vomemtotal, before);
-}
-
-TEST(RecordRelease, NullListsAreNoOps) {
-    long before = vomemtotal;
-    vogenfree(nullptr);
-    vocompfree(nullptr);
-    vogroupfree(nullptr);
-    voinifree(nullptr);
-    vofilefree(nullptr);
-    EXPECT_EQ(vomemtotal, before);
-}
-
-TEST(StringCopies, NullGivesNullAndEmptyCopyStaysCounted) {
-    EXPECT_EQ(vostcpy(nullptr), nullptr);
-    long before = vomemtotal;
-    char* empty = vostcpy("");
-    vostfree(empty);
-    EXPECT_EQ(vomemtotal, before + 1);
-    vofree(empty, 1);
-    EXPECT_EQ(vomemtotal, before);
-}
-
-TEST(Allocators, DefaultsOfTheRecords) {
-    vocmdl* c = vocmdlbloc();
-    EXPECT_EQ(c->warnpintype, 1);
-    EXPECT_EQ(c->genclause, 1);
-    EXPECT_EQ(c->vectors, 1);
-    EXPECT_EQ(c->kind, 0);
-    vocmdlfree(c);
-    voini* i = voinibloc();
-    EXPECT_EQ(i->line, 1);
-    EXPECT_EQ(i->stmtline, 1);
-    EXPECT_EQ(i->listids, 1);
-    voinifree(i);
-    vopint* p = vopintbloc();
-    EXPECT_EQ(p->dir, 4);
-    vopintfree(p);
-    vogen* g = vogenbloc();
-    EXPECT_EQ(g->used, 1);
-    vogenfree(g);
-    vofile* f = vofilebloc();
-    EXPECT_EQ(f->unit, 4);
-    EXPECT_EQ(f->width, 76);
-    EXPECT_EQ(f->fp, nullptr);
-    vofilefree(f);
-}
-
-TEST_F(Records, GenericSearchGoesComponentThenFileThenRun) {
-    vo->ini = voinibloc();
-    vocomp* comp = push(vo->ini->comps, vocompbloc());
-    comp->name = vostcpy("And2");
-    vogen* inComp = push(comp->gens, gen("TPD"));
-    vogen* inFile = push(vo->ini->gens, gen("tpd"));
-    push(vo->ini->gens, gen("WIDTH"));
-    vogen* inRun = push(vo->gens, gen("Extra"));
-
-    EXPECT_EQ(vofindcomp("AND2"), comp);
-    EXPECT_EQ(vofindgen("tpd", comp), inComp);
-    EXPECT_EQ(vofindgen("TPD", nullptr), inFile);
-    EXPECT_EQ(vofindgen("EXTRA", comp), inRun);
-    EXPECT_EQ(voFindGenHier("EXTRA", comp), nullptr);
-    EXPECT_EQ(vofindgen("NONE", comp), nullptr);
-    EXPECT_EQ(voFindConst("X", comp), nullptr);
-}
-
-TEST_F(Records, AttributeSearchPrefersTheFile) {
-    vo->ini = voinibloc();
-    voattr* file = push(vo->ini->attrs, voattrbloc());
-    file->name = vostcpy("LOC");
-    voattr* run = push(vo->attrs, voattrbloc());
-    run->name = vostcpy("loc");
-    voattr* only = push(vo->attrs, voattrbloc());
-    only->name = vostcpy("Slew");
-    EXPECT_EQ(vofindatt("Loc"), file);
-    EXPECT_EQ(vofindatt("SLEW"), only);
-
-    voalist* al = voalistbloc();
-    al->attr = run;
-    EXPECT_EQ(vofindal("LOC", al), al);
-    EXPECT_EQ(vofindal("SLEW", al), nullptr);
-    voalistfree(al);
-}
-
-TEST_F(Records, GroupSearchComparesHandlesNotNames) {
-    iwgroup* a = reinterpret_cast<iwgroup*>(0x1000);
-    iwgroup* b = reinterpret_cast<iwgroup*>(0x2000);
-    vogroup* inHier = push(vo->hier, vogroupbloc());
-    inHier->grp = a;
-    vogroup* inPrims = push(vo->prims, vogroupbloc());
-    inPrims->grp = a;
-    vogroup* other = push(vo->prims, vogroupbloc());
-    other->grp = b;
-    EXPECT_EQ(vofindgr(a), inHier);
-    EXPECT_EQ(vofindgr(b), other);
-    EXPECT_EQ(vofindgr(nullptr), nullptr);
 }
 
 }  // namespace

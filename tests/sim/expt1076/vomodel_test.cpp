@@ -1,3 +1,5 @@
+#include "vomodel.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -6,7 +8,6 @@
 #include "iwrdsym.h"
 #include "tempdir.h"
 #include "vofixture.h"
-#include "vomodel.h"
 
 namespace {
 
@@ -127,43 +128,6 @@ begin
 end archAND2;
 )");
     group->grp->symbols->attributes = nullptr;
-}
-
-TEST_F(ModelWriter, DeclinedOverwriteWritesNothingAndReportsNothing) {
-    dir.write("and2.vhd", "keep me");
-    FILE* no = fmemopen(const_cast<char*>("n\n"), 2, "r");
-    voreplyin = no;
-    EXPECT_EQ(vomodel(group), 0);
-    std::fclose(no);
-    EXPECT_EQ(dir.read("and2.vhd"), "keep me");
-    EXPECT_EQ(vo->fatals, 0);
-}
-
-TEST_F(ModelWriter, PackagePlaceOnlyForComponentDeclarationsInAPackage) {
-    EXPECT_EQ(voplace(1, 1), 1);
-    EXPECT_EQ(voplace(1, 2), 0);
-    EXPECT_EQ(voplace(2, 1), 0);
-    struct voplace* sig = voplacebloc();
-    sig->kind = 2;
-    sig->where = 2;
-    struct voplace* comp = voplacebloc();
-    comp->kind = 1;
-    comp->where = 1;
-    sig->next = comp;
-    vo->ini->places = sig;
-    EXPECT_EQ(voplace(2, 2), 1);
-    EXPECT_EQ(voplace(1, 1), 1);
-    EXPECT_EQ(voplace(1, 2), 0);
-}
-
-TEST(ImportKinds, WordsInAnyCase) {
-    EXPECT_EQ(voIsImportKind("package"), 1);
-    EXPECT_EQ(voIsImportKind("LIBRARY"), 2);
-    EXPECT_EQ(voIsImportKind("Procedure"), 3);
-    EXPECT_EQ(voIsImportKind("FUNCTION"), 4);
-    EXPECT_EQ(voIsImportKind("entity"), 5);
-    EXPECT_EQ(voIsImportKind("ENTITIES"), 0);
-    EXPECT_EQ(voIsImportKind(""), 0);
 }
 
 }  // namespace

@@ -1,307 +1,152 @@
+#include "votok.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tempdir.h"
 #include "vofixture.h"
-#include "votok.h"
 
 namespace {
 
-class TokenWriter : public TranslatorTest {
-protected:
-    void SetUp() override {
-        TranslatorTest::SetUp();
+constexpr int WRAP = VOTOK_WRAP, NLB = VOTOK_NLBEFORE, NL = VOTOK_NLAFTER, IN = VOTOK_INDENT,
+              HANG = VOTOK_HANG, UNHANG = VOTOK_UNHANG, OUT = VOTOK_DEDENT, WARN = VOTOK_WARNING,
+              ERR = VOTOK_ERROR;
+
+using TokenWriter = TranslatorTest;
+
+TEST_F(TokenWriter, LayoutOfTheTokens) {
+    const std::string x70(70, 'x'), sp70(70, ' ');
+    const struct {
+        const char* what;
+        std::vector<std::pair<int, std::string>> tokens;
+        std::string text;
+    } cases[] = {
+        {"the indent comes with a line's first text",
+         {{IN | NL, "entity E is"}, {NL, "a;"}, {0, "b"}, {NL, "c;"}, {OUT | NL, "end E;"}},
+         "entity E is\n    a;\n    bc;\nend E;\n"},
+        {"an empty token inside a level is a line of spaces",
+         {{IN | NL, "begin"}, {NL, ""}, {OUT | NL, "end;"}},
+         "begin\n    \nend;\n"},
+        {"a break before breaks even an empty line",
+         {{NL, "a;"}, {IN | NLB | NL, "b"}},
+         "a;\n\nb\n"},
+        {"a hanging indent lines up under the text until unhung",
+         {{IN | NL, "entity E is"},
+          {HANG, "port ("},
+          {NL, "a : in bit;"},
+          {UNHANG | NL, "b : out bit);"},
+          {NL, "c"}},
+         "entity E is\n    port (a : in bit;\n          b : out bit);\n    c\n"},
+        {"unhang wins over hang in one token",
+         {{HANG, "xx"}, {HANG | UNHANG | NL, "yy"}, {NL, "z"}},
+         "xxyy\nz\n"},
+        {"a warning stands at column 0, then the line goes on where it was",
+         {{0, "    abcdefgh"}, {WARN | NL, "check this"}, {NL, "rest"}},
+         "    abcdefgh\n--WARNING: check this\n            \nrest\n"},
+        {"a warning at column 0 needs no extra line",
+         {{WARN, "w"}, {NL, "x"}},
+         "--WARNING: w\nx\n"},
+        {"an error returns to the indented column",
+         {{IN, ""}, {0, "sig"}, {ERR, "bad type"}, {NL, ";"}},
+         "    sig\n--ERROR: bad type\n       ;\n"},
+        {"plain and indented comments",
+         {{IN | NL, "x"}, {VOTOK_COMMENT, "at zero"}, {VOTOK_ICOMMENT, "indented"}, {NL, ""}},
+         "x\n--at zero\n    --indented\n"},
+        {"a trailing comment ends at the width of 76",
+         {{0, "0123456789"}, {VOTOK_TRAILING | NL, "note"}},
+         "0123456789" + std::string(60, ' ') + "--note\n"},
+        {"a trailing comment that cannot fit breaks first",
+         {{0, x70}, {VOTOK_TRAILING | NL, "note"}},
+         x70 + "\n" + sp70 + "--note\n"},
+        {"wrap breaks only when the text would pass the width",
+         {{0, x70}, {WRAP, "bcdef"}, {WRAP, "gh"}},
+         x70 + "bcdef\ngh"},
+    };
+    for (const auto& c : cases) {
         writeToMemory();
+        for (const auto& [mode, text] : c.tokens) votok(mode, text.c_str());
+        EXPECT_EQ(written(), c.text) << c.what;
     }
-};
-
-TEST_F(TokenWriter, IndentIsAppliedWhenALineGetsItsFirstText) {
-    votok(0x0C, "entity E is");
-    votok(0x04, "a;");
-    votok(0x00, "b");
-    votok(0x04, "c;");
-    votok(0x44, "end E;");
-    EXPECT_EQ(written(), "entity E is\n    a;\n    bc;\nend E;\n");
-}
-
-TEST_F(TokenWriter, EmptyTokenInsideALevelIsABlankLineOfSpaces) {
-    votok(0x0C, "begin");
-    votok(0x04, "");
-    votok(0x44, "end;");
-    EXPECT_EQ(written(), "begin\n    \nend;\n");
-}
-
-TEST_F(TokenWriter, NewlineBeforeBreaksEvenAnEmptyLine) {
-    votok(0x04, "a;");
-    votok(0x0E, "b");
-    EXPECT_EQ(written(), "a;\n\nb\n");
-}
-
-TEST_F(TokenWriter, HangingIndentLinesUpUnderTheTextUntilUnhang) {
-    votok(0x0C, "entity E is");
-    votok(0x10, "port (");
-    votok(0x04, "a : in bit;");
-    votok(0x24, "b : out bit);");
-    votok(0x04, "c");
-    EXPECT_EQ(written(),
-              "entity E is\n"
-              "    port (a : in bit;\n"
-              "          b : out bit);\n"
-              "    c\n");
-}
-
-TEST_F(TokenWriter, UnhangWinsOverHangInOneToken) {
-    votok(0x10, "xx");
-    votok(0x34, "yy");
-    votok(0x04, "z");
-    EXPECT_EQ(written(), "xxyy\nz\n");
-}
-
-TEST_F(TokenWriter, WarningCommentStandsAtColumnZeroThenTheLineGoesOn) {
-    votok(0x00, "    abcdefgh");
-    votok(0x84, "check this");
-    votok(0x04, "rest");
-    EXPECT_EQ(written(), "    abcdefgh\n--WARNING: check this\n            \nrest\n");
-}
-
-TEST_F(TokenWriter, WarningAtColumnZeroNeedsNoExtraLineOrSpaces) {
-    votok(0x80, "w");
-    votok(0x04, "x");
-    EXPECT_EQ(written(), "--WARNING: w\nx\n");
-}
-
-TEST_F(TokenWriter, ErrorCommentReturnsToTheIndentedColumn) {
-    votok(0x08, "");
-    votok(0x00, "sig");
-    votok(0x100, "bad type");
-    votok(0x04, ";");
-    EXPECT_EQ(written(), "    sig\n--ERROR: bad type\n       ;\n");
-}
-
-TEST_F(TokenWriter, PlainAndIndentedComments) {
-    votok(0x0C, "x");
-    votok(0x200, "at zero");
-    votok(0x400, "indented");
-    votok(0x04, "");
-    EXPECT_EQ(written(), "x\n--at zero\n    --indented\n");
-}
-
-TEST_F(TokenWriter, TrailingCommentEndsAtTheLineWidth) {
-    votok(0x00, "0123456789");
-    votok(0x804, "note");
-    std::string line = written();
-    ASSERT_EQ(line.back(), '\n');
-    line.pop_back();
-    EXPECT_EQ(line.size(), 76u);
-    EXPECT_EQ(line.substr(line.size() - 6), "--note");
-}
-
-TEST_F(TokenWriter, TrailingCommentThatCannotFitBreaksFirst) {
-    votok(0x00, std::string(70, 'x').c_str());
-    votok(0x804, "note");
-    std::string text = written();
-    EXPECT_EQ(text, std::string(70, 'x') + "\n" + std::string(70, ' ') + "--note\n");
-}
-
-TEST_F(TokenWriter, WrapBreaksOnlyWhenTheTextWouldPassTheWidth) {
-    votok(0x00, std::string(70, 'a').c_str());
-    votok(0x01, "bcdef");  // 75: fits
-    votok(0x01, "gh");     // 77: does not
-    EXPECT_EQ(written(), std::string(70, 'a') + "bcdef\ngh");
-}
-
-TEST_F(TokenWriter, ResetReturnsTheChannelToItsStartValues) {
-    votok(0x1C, "abc");
-    vofilereset(vo->file);
-    EXPECT_EQ(vo->file->level, 0);
-    EXPECT_EQ(vo->file->hang, 0);
-    EXPECT_EQ(vo->file->unit, 4);
-    EXPECT_EQ(vo->file->width, 76);
-    EXPECT_EQ(vo->file->column, 0);
 }
 
 using TokenWriterDeathTest = TranslatorTest;
 
-TEST_F(TokenWriterDeathTest, WriteErrorEndsTheRunAsAborted) {
+TEST_F(TokenWriterDeathTest, WriteErrorsAndNoOpenFileEndTheRun) {
     EXPECT_EXIT(
         {
             vo->file->fp = std::fopen("/dev/full", "w");
             std::setvbuf(vo->file->fp, nullptr, _IONBF, 0);
-            votok(0x04, "entity E is");
+            votok(NL, "entity E is");
         },
         ::testing::ExitedWithCode(1), "543(.|\n)*Aborted");
-}
-
-TEST_F(TokenWriterDeathTest, TextWithNoOutputOpenIsFatal) {
-    EXPECT_EXIT(votok(0x04, "x"), ::testing::ExitedWithCode(1), "542");
-}
-
-TEST_F(TokenWriterDeathTest, FailedFlushAtCloseIsAWriteError) {
+    // A write that fails only when the buffer is flushed at the close.
     EXPECT_EXIT(
         {
             vo->file->fp = std::fopen("/dev/full", "w");
-            votok(0x04, "short");
+            votok(NL, "short");
             vofclose();
         },
         ::testing::ExitedWithCode(1), "543");
+    EXPECT_EXIT(votok(NL, "x"), ::testing::ExitedWithCode(1), "542");
 }
 
-// Answers to questions come from a string; questions go to a string.
-class Dialogue : public TranslatorTest {
-protected:
-    void answer(const std::string& input) {
-        input_ = input;
-        in_ = fmemopen(input_.data(), input_.size(), "r");
-        out_ = open_memstream(&asked_, &askedLen_);
-        voreplyin = in_;
-        voreplyout = out_;
-    }
-    std::string asked() {
-        std::fflush(out_);
-        return std::string(asked_, askedLen_);
-    }
-    void TearDown() override {
-        if (in_) std::fclose(in_);
-        if (out_) std::fclose(out_);
-        std::free(asked_);
-        TranslatorTest::TearDown();
-    }
-
-private:
-    std::string input_;
-    FILE* in_ = nullptr;
-    FILE* out_ = nullptr;
-    char* asked_ = nullptr;
-    size_t askedLen_ = 0;
-};
-
 TEST(Equal, AnyPrefixInAnyCaseMatches) {
-    EXPECT_TRUE(equal("y", "Yes"));
-    EXPECT_TRUE(equal("Ye", "Yes"));
-    EXPECT_TRUE(equal("YES", "Yes"));
-    EXPECT_TRUE(equal("", "Yes"));
-    EXPECT_FALSE(equal("yess", "Yes"));
-    EXPECT_FALSE(equal("n", "Yes"));
+    for (const char* a : {"y", "Ye", "YES", ""}) EXPECT_TRUE(equal(a, "Yes")) << a;
+    for (const char* a : {"yess", "n"}) EXPECT_FALSE(equal(a, "Yes")) << a;
     EXPECT_FALSE(equal("No", "N"));
 }
 
-TEST_F(Dialogue, OnlyTheFirstWordCounts) {
-    answer("  yes please\n");
-    char out[80];
-    EXPECT_STREQ(getreply("Go on?", "No", out, sizeof out), "yes");
-    EXPECT_EQ(asked(), "Go on?[No]: ");
-}
+using Dialogue = TranslatorTest;
 
-TEST_F(Dialogue, EmptyLineAndEndOfInputTakeTheDefault) {
-    answer("\n");
-    char out[80];
+TEST_F(Dialogue, FirstWordOrTheDefaultCutToTheBuffer) {
+    answer("  yes please\n\n" + std::string(200, 'a') + "\nsecond\nabcdefgh\n");
+    char out[256];
+    EXPECT_STREQ(getreply("Go on?", "No", out, sizeof out), "yes");
     EXPECT_STREQ(getreply("Q", "No", out, sizeof out), "No");
+    // An overlong line is cut, and its rest is not the next answer.
+    EXPECT_EQ(std::string(getreply("Q", nullptr, out, sizeof out)), std::string(80, 'a'));
+    EXPECT_STREQ(getreply("Q", nullptr, out, sizeof out), "second");
+    EXPECT_STREQ(getreply("Q", nullptr, out, 4), "abc");
+    // The end of the input takes the default too.
     EXPECT_STREQ(getreply("Q", "No", out, sizeof out), "No");
     EXPECT_STREQ(getreply("Name", nullptr, out, sizeof out), "");
-    EXPECT_EQ(asked(), "Q[No]: Q[No]: Name: ");
+    EXPECT_EQ(asked(), "Go on?[No]: Q[No]: Q: Q: Q: Q[No]: Name: ");
 }
 
-TEST_F(Dialogue, OverlongLineIsCutAndItsRestIsNotTheNextAnswer) {
-    answer(std::string(200, 'a') + "\nsecond\n");
-    char out[256];
-    getreply("Q", nullptr, out, sizeof out);
-    EXPECT_EQ(std::string(out), std::string(80, 'a'));
-    EXPECT_STREQ(getreply("Q", nullptr, out, sizeof out), "second");
-}
+using Overwrite = TranslatorTest;
 
-TEST_F(Dialogue, AnswerIsCutToTheCallersBuffer) {
-    answer("abcdefgh\n");
-    char out[4];
-    EXPECT_STREQ(getreply("Q", nullptr, out, sizeof out), "abc");
-}
-
-class Overwrite : public Dialogue {
-protected:
-    void SetUp() override {
-        Dialogue::SetUp();
-        vo->cmdl->outdir = vostcpy(dir.path().c_str());
-        dir.write("and2.vhd", "old model\n");
-    }
-    void TearDown() override {
-        vofclose();
-        Dialogue::TearDown();
-    }
+TEST_F(Overwrite, AskedOnlyForAnExistingModelAndNeverWithOOrU) {
     TempDir dir;
-};
-
-TEST_F(Overwrite, DeclinedLeavesTheFileAndWritesNothing) {
-    answer("no\n");
+    vo->cmdl->outdir = vostcpy(dir.path().c_str());
+    dir.write("and2.vhd", "old model\n");
+    const std::string question = "Overwrite " + dir.path("and2.vhd") + "?[No]: ";
+    answer("no\n\ny\n");
+    // Declined, or no answer: the file stays as it was.
     EXPECT_EQ(vofopen("AND2", "VHD"), 0);
     EXPECT_EQ(vo->file->fp, nullptr);
-    EXPECT_EQ(dir.read("and2.vhd"), "old model\n");
-    EXPECT_EQ(asked(), "Overwrite " + dir.path("and2.vhd") + "?[No]: ");
-    EXPECT_EQ(vo->warnings, 1);
-}
-
-TEST_F(Overwrite, EmptyAnswerIsNo) {
-    answer("\n");
     EXPECT_EQ(vofopen("and2", "vhd"), 0);
     EXPECT_EQ(dir.read("and2.vhd"), "old model\n");
-}
-
-TEST_F(Overwrite, AcceptedReplacesTheFile) {
-    answer("y\n");
     ASSERT_EQ(vofopen("And2", "vhd"), 1);
-    votok(0x04, "new");
+    votok(NL, "new");
     vofclose();
     EXPECT_EQ(dir.read("and2.vhd"), "new\n");
-}
-
-TEST_F(Overwrite, OptionsOAndUNeverAsk) {
-    answer("no\n");
-    vo->cmdl->overwrite = 1;
-    EXPECT_EQ(vofopen("and2", "vhd"), 1);
-    vofclose();
-    vo->cmdl->overwrite = 0;
-    voGraphicsMode = 1;
-    EXPECT_EQ(vofopen("and2", "vhd"), 1);
-    vofclose();
-    EXPECT_EQ(asked(), "");
-    EXPECT_EQ(vo->warnings, 0);
-}
-
-TEST_F(Overwrite, NewFileIsNamedInLowerCaseWithoutAsking) {
-    answer("");
+    // A new file is named in lower case and not asked for.
     ASSERT_EQ(vofopen("OR3", "VHD"), 1);
     vofclose();
     EXPECT_TRUE(dir.exists("or3.vhd"));
-    EXPECT_EQ(asked(), "");
-}
-
-TEST_F(Overwrite, IniFileGoesToTheCurrentDirectoryUnasked) {
-    TempDir cwd;
-    ChdirGuard in(cwd.path());
-    cwd.write("lib.ini", "old");
-    answer("");
-    vofopenini("LIB", "ini");
-    votok(0x04, "x");
+    vo->cmdl->overwrite = 1;  // -o
+    EXPECT_EQ(vofopen("and2", "vhd"), 1);
     vofclose();
-    EXPECT_EQ(cwd.read("lib.ini"), "x\n");
-    EXPECT_EQ(asked(), "");
-}
-
-using OverwriteDeathTest = Overwrite;
-
-TEST_F(OverwriteDeathTest, OpeningWhileOpenIsFatal) {
-    vo->cmdl->overwrite = 1;
-    EXPECT_EXIT(
-        {
-            vofopen("a", "vhd");
-            vofopen("b", "vhd");
-        },
-        ::testing::ExitedWithCode(1), "542");
-}
-
-TEST_F(OverwriteDeathTest, UncreatableFileIsFatal) {
-    dir.mkdir("or3.vhd");  // a directory stands where the file should go
-    EXPECT_EXIT(vofopen("or3", "vhd"), ::testing::ExitedWithCode(1), "546.*or3\\.vhd");
+    vo->cmdl->overwrite = 0;
+    voGraphicsMode = 1;  // -u
+    EXPECT_EQ(vofopen("and2", "vhd"), 1);
+    vofclose();
+    EXPECT_EQ(asked(), question + question + question);
+    EXPECT_EQ(vo->warnings, 3) << "a warning comes with each question";
 }
 
 }  // namespace
