@@ -197,17 +197,9 @@ TEST_F(Dufs, OpeningRefusesWhatItCannotRead) {
     EXPECT_EQ(t.tag, KT_EX_PRECOND);
     EXPECT_EQ(t.number, 1306);
     EXPECT_FALSE(dir.exists("made.bin"));
-    // The library's own message file fails without its messages.
-    dir.write("KTLIB.KMB", bytes({0x07, 0x85}));
-    t = thrown([&] { ktDufsBFopen(dir.path("KTLIB.KMB").c_str(), "r"); });
-    EXPECT_EQ(t.severity, KT_ERR_FATAL);
-    EXPECT_EQ(t.text,
-              "KTLIB Error 1008: Error 1300 occured while trying to open or read the binary "
-              "message file KTLIB.KMB!\n");
 }
 
-// The lines of `text` as ktDufsFgets reads them into `size` bytes, or for
-// size 0 as ktDufsFgetline reads them.
+// The lines of `text` as ktDufsFgets reads them into `size` bytes.
 std::vector<std::string> linesOf(const std::string& text, int size) {
     TempDir dir;
     dir.write("t.txt", text);
@@ -215,9 +207,7 @@ std::vector<std::string> linesOf(const std::string& text, int size) {
                                             std::fclose};
     std::vector<std::string> out;
     char buf[64];
-    for (const char* line;
-         (line = size ? ktDufsFgets(buf, size, f.get()) : ktDufsFgetline(f.get()));)
-        out.push_back(line);
+    while (ktDufsFgets(buf, size, f.get())) out.push_back(buf);
     return out;
 }
 
@@ -226,21 +216,6 @@ TEST(TextLines, CrLfReadsAsLfAlsoWhenTheCrFillsTheBuffer) {
     EXPECT_EQ(linesOf("a\r\nb\n\r\nc\rd\nlast", 64), (V{"a\n", "b\n", "\n", "c\rd\n", "last"}));
     // A CR at the end of the buffer looks ahead and puts back what isn't LF.
     EXPECT_EQ(linesOf("ab\r\nab\rx\nab\r", 4), (V{"ab\n", "ab\r", "x\n", "ab\r"}));
-}
-
-TEST(TextLines, GetlineHasNoLengthLimit) {
-    // The buffer grows from 100 bytes by doubling, so lines whose CR falls
-    // on the end of any buffer up to 3200 bytes are among these.
-    std::string text;
-    std::vector<std::string> expected;
-    for (size_t room = 100; room <= 3200; room *= 2)
-        for (size_t n : {room - 3, room - 2, room - 1}) {
-            text += std::string(n, 'x') + "\r\n";
-            expected.push_back(std::string(n, 'x') + "\n");
-        }
-    expected.push_back("last");
-    EXPECT_EQ(linesOf(text + "last", 0), expected);
-    EXPECT_TRUE(linesOf("", 0).empty());
 }
 
 }  // namespace

@@ -51,10 +51,8 @@ TEST_F(ListEnds, TailInHeadOutAndAnEmptyListLinkedBack) {
     EXPECT_EQ(l->tail.prev, &l->head);  // both sentinels linked back
     EXPECT_EQ(ktDlistRemHead(l), nullptr);
     EXPECT_EQ(ktDlistTail(l), nullptr);
-    EXPECT_EQ(ktDlistCurElement(l), nullptr);
     ktDlistAddTail(l, word(3));
     EXPECT_EQ(elements(l), Words{3});
-    EXPECT_EQ(l->count, 1);
     ktDlistFreeList(l);
 }
 
@@ -109,10 +107,6 @@ TEST_F(ListCursor, AWalkGoesOnPastADeletedElementAndStopsAtTheFirstZero) {
     };
     EXPECT_EQ(ktDlistLoop3(l, stopAt3, &x, &x, &x), 0);
     EXPECT_EQ(num(ktDlistCurElement(l)), 3u);
-    ktDlistAddTail(l, word(1));
-    EXPECT_TRUE(ktDlistDelElement(l, word(1)));  // only the first of two equal words
-    EXPECT_EQ(elements(l), (Words{3, 1}));
-    EXPECT_FALSE(ktDlistDelElement(l, word(9)));
     ktDlistFreeList(l);
 }
 
@@ -158,17 +152,11 @@ TEST_F(ListRecycling, HeadersAfterTheFirstTwoAreHandedOutAgain) {
     ktDlistFreeList(fourth);
 }
 
-TEST_F(ListRecycling, DestroyCallsForEachElementEvenIfItFreesIt) {
-    ktDlist* l = ktDlistCreate();
-    for (int i = 0; i < 3; ++i) ktDlistAddTail(l, new int(i));
-    int sum = 0;
-    auto add = [](void* e, void* s) {
-        *static_cast<int*>(s) += *static_cast<int*>(e);
-        delete static_cast<int*>(e);
-        return 0;  // ignored
-    };
-    ktDlistDestroyList(l, add, &sum);
-    EXPECT_EQ(sum, 0 + 1 + 2);
+TEST_F(ListRecycling, DestroyHandsOnEveryElement) {
+    uintptr_t sum = 0;
+    auto add = [](void* e, void* s) { return int(*static_cast<uintptr_t*>(s) += num(e)); };
+    ktDlistDestroyList(listOf({1, 2, 3}), add, &sum);
+    EXPECT_EQ(sum, 6u);
 }
 
 // Records of the plain list: the link first.

@@ -9,8 +9,6 @@
 
 #include "freshprocess.h"
 #include "ktstr.h"
-#include "runprog.h"
-#include "tempdir.h"
 
 namespace {
 
@@ -19,7 +17,6 @@ using ::testing::KilledBySignal;
 
 // A platform heap that counts and refuses on demand.
 int refusals = 0;  // mallocs still to refuse; -1 for all
-int mallocs = 0;
 std::vector<size_t> sizesTaken;
 
 void* testMalloc(size_t n) {
@@ -27,7 +24,6 @@ void* testMalloc(size_t n) {
         if (refusals > 0) --refusals;
         return nullptr;
     }
-    ++mallocs;
     sizesTaken.push_back(n);
     return std::malloc(n);
 }
@@ -38,9 +34,7 @@ struct TestHeap {
     ~TestHeap() { ktMem_HeapV = saved; }
 };
 
-int purges = 0;
-void countingPurge() {
-    ++purges;
+void sayPurge() {
     std::fputs("purge\n", stderr);
 }
 void greedyPurge() {
@@ -120,34 +114,21 @@ TEST_F(FreshProcess, ChunkSizeComesFromTheEnvironmentWithinItsLimits) {
             << c.env;
 }
 
+// A heap that refuses `refused` times (-1: always) behind `purge`.
+void allocateAgainst(int refused, void (*purge)()) {
+    TestHeap heap;
+    ktAddPurgeRoutine(purge);
+    refusals = refused;
+    CHILD_CHECK(ktMemMalloc(10, "x") != nullptr);
+    std::exit(0);
+}
+
 TEST_F(FreshProcess, FailedAllocationIsRetriedAfterTwoPurgesThenEndsTheProgram) {
-    EXPECT_EXIT(
-        {
-            TestHeap heap;
-            ktAddPurgeRoutine(countingPurge);
-            refusals = 2;
-            CHILD_CHECK(ktMemMalloc(10, "x") != nullptr);
-            CHILD_CHECK(purges == 2);
-            std::exit(0);
-        },
-        ExitedWithCode(0), "^purge\npurge\n$");
-    EXPECT_EXIT(
-        {
-            TestHeap heap;
-            ktAddPurgeRoutine(countingPurge);
-            refusals = -1;
-            ktMemMalloc(10, "x");
-        },
-        ExitedWithCode(3), "^purge\npurge\nOut of memory\\.\n$");
+    EXPECT_EXIT(allocateAgainst(2, sayPurge), ExitedWithCode(0), "^purge\npurge\n$");
+    EXPECT_EXIT(allocateAgainst(-1, sayPurge), ExitedWithCode(3),
+                "^purge\npurge\nOut of memory\\.\n$");
     // A purge routine that runs out itself ends the program at once.
-    EXPECT_EXIT(
-        {
-            TestHeap heap;
-            ktAddPurgeRoutine(greedyPurge);
-            refusals = -1;
-            ktMemMalloc(10, "x");
-        },
-        ExitedWithCode(3), "^purge\nOut of memory\\.\n$");
+    EXPECT_EXIT(allocateAgainst(-1, greedyPurge), ExitedWithCode(3), "^purge\nOut of memory\\.\n$");
 }
 
 TEST_F(FreshProcess, GuardsCatchWritesJustOutsideTheRequest) {
@@ -233,56 +214,6 @@ TEST_F(FreshProcess, UsageReportCountsLiveBytesPerTag) {
             std::exit(0);
         },
         ExitedWithCode(0), "");
-}
-
-TEST_F(FreshProcess, WatchFollowsEachBlockOfItsTagBySerial) {
-    EXPECT_EXIT(
-        {
-            setEnv({"KT_MEMDBG=1", "KT_MEMWATCH=w"});
-            void* a = ktMemMalloc(5, "w");
-            ktMemFree(ktMemMalloc(4, "other"));
-            void* b = ktMemRealloc(a, 20, "w");
-            ktMemFree(ktMemRealloc(b, 30, "unwatched"));
-            std::exit(0);
-        },
-        ExitedWithCode(0),
-        "^ktMemWATCH: malloc, 5 \\[1\\] bytes\n"
-        "ktMemWATCH: realloc, 5 \\[1\\] to 20 \\[2\\] bytes\n"
-        "ktMemWATCH: realloc, 20 \\[2\\] to 30 \\[0\\] bytes\n$");
-}
-
-TEST_F(FreshProcess, PurifyKeepsTheFreeListsAndThePoolOff) {
-    EXPECT_EXIT(
-        {
-            setEnv({"KT_MEMDBG=1", "KT_PURIFY=1"});
-            TestHeap heap;
-            ktMemFlFree(ktMemFlAlloc(8, "rec"), 8);
-            void* rec = ktMemFlAlloc(8, "rec");
-            CHILD_CHECK(sizesTaken == std::vector<size_t>({8, 8}));  // no chunk, no reuse
-            char* s = ktStrCpy("ab");
-            CHILD_CHECK(sizesTaken.back() == 3);  // no pool
-            ktMemFlFree(rec, 8);
-            ktStrFree(s);
-            ktMemPrintUsage(gatherLine);
-            CHILD_CHECK(usageLines().empty());  // and no debug allocator
-            std::exit(0);
-        },
-        ExitedWithCode(0), "");
-}
-
-TEST(TranslatorDebugRun, EndsWithTheUsageReportAndNoViolation) {
-    TempDir dir;
-    dir.write("scrivet.ini", "DIR [w] ./cells (cells)\n");
-    dir.write("cells/sym/and2.1", "V 5\nE\n");
-    RunResult r = runEntgen(dir.path(), {"-o", "cells:and2"}, "", {"KT_MEMDBG=1"});
-    EXPECT_EQ(r.status, 0) << r.err;
-    size_t report = r.out.find("\nMaximum memory usage=");
-    ASSERT_NE(report, std::string::npos) << r.out;
-    EXPECT_LT(r.out.find("Output directory"), report);
-    EXPECT_NE(r.out.find("\n\nUnfreed strings:\n", report), std::string::npos);
-    EXPECT_EQ(r.err.find("memory violation"), std::string::npos) << r.err;
-    RunResult plain = runEntgen(dir.path(), {"-o", "and2"});
-    EXPECT_EQ(plain.out.find("Maximum memory usage="), std::string::npos);
 }
 
 }  // namespace
