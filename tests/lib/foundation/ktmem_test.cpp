@@ -119,7 +119,9 @@ void allocateAgainst(int refused, void (*purge)()) {
     TestHeap heap;
     ktAddPurgeRoutine(purge);
     refusals = refused;
-    CHILD_CHECK(ktMemMalloc(10, "x") != nullptr);
+    void* p = ktMemMalloc(10, "x");
+    CHILD_CHECK(p != nullptr);
+    ktMemFree(p);
     std::exit(0);
 }
 
