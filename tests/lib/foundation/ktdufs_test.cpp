@@ -66,15 +66,16 @@ const std::string kValues =
 TEST_F(Dufs, WrittenFileIsBigEndianBehindOurDescription) {
     h = ktDufsBFopen(dir.path("w.bin").c_str(), "w+");
     ASSERT_NE(h, nullptr);
-    int16_t s = -2;
-    int32_t i = 0x11223344, l = -5;
-    float f = 1.5f;
-    double d = -2.25;
-    ktDufsBWrite(h, &s, 1, KT_DUFS_SHORT);
-    ktDufsBWrite(h, &i, 1, KT_DUFS_INT);
-    ktDufsBWrite(h, &l, 1, KT_DUFS_LONG);
-    ktDufsBWrite(h, &f, 1, KT_DUFS_FLOAT);
-    ktDufsBWrite(h, &d, 1, KT_DUFS_DOUBLE);
+    const int16_t s = -2;
+    const int32_t i = 0x11223344, l = -5;
+    const float f = 1.5f;
+    const double d = -2.25;
+    for (auto [value, type] : {std::pair<const void*, int>{&s, KT_DUFS_SHORT},
+                               {&i, KT_DUFS_INT},
+                               {&l, KT_DUFS_LONG},
+                               {&f, KT_DUFS_FLOAT},
+                               {&d, KT_DUFS_DOUBLE}})
+        EXPECT_EQ(ktDufsBWrite(h, value, 1, type), 1u);
     EXPECT_EQ(ktDufsBFtell(h), 22);
     EXPECT_EQ(ktDufsBWrite(h, std::string(255, 'm').c_str(), 1, KT_DUFS_STRING), 1u);
     Thrown t = thrown([&] { ktDufsBWrite(h, std::string(256, 'm').c_str(), 1, KT_DUFS_STRING); });
@@ -160,8 +161,6 @@ TEST_F(Dufs, PositionsDoNotCountTheDescription) {
     EXPECT_EQ(ktDufsBFtell(h), 4);
     ASSERT_EQ(ktDufsBFseek(h, 8, SEEK_SET), 0);
     EXPECT_EQ(readOne<int32_t>(KT_DUFS_INT), 3);
-    ASSERT_EQ(ktDufsBFseek(h, 0, SEEK_SET), 0);
-    EXPECT_EQ(readOne<int32_t>(KT_DUFS_INT), 1);
     // Other origins are the stream's own.
     ASSERT_EQ(ktDufsBFseek(h, -8, SEEK_END), 0);
     EXPECT_EQ(readOne<int32_t>(KT_DUFS_INT), 2);
@@ -174,18 +173,13 @@ TEST_F(Dufs, OpeningRefusesWhatItCannotRead) {
         EXPECT_EQ(ktDufsBFopen(dir.path("short.bin").c_str(), "r"), nullptr);
         EXPECT_NE(errno, 0);
     }
-    struct Case {
-        int version, machine, number;
-    } cases[] = {
-        {2, 0x85, 1300},  // unknown format version
-        {1, 0x05, 1301},  // bit 7 clear
-        {1, 0xA5, 1302},  // 8-byte floats
-    };
-    for (const Case& c : cases) {
-        dir.write("bad.bin", bytes({c.version, c.machine, 0, 0, 0, 0}));
+    // An unknown format version, bit 7 clear, 8-byte floats.
+    for (auto [head, number] :
+         {std::pair{bytes({2, 0x85}), 1300}, {bytes({1, 0x05}), 1301}, {bytes({1, 0xA5}), 1302}}) {
+        dir.write("bad.bin", head + bytes({0, 0, 0, 0}));
         Thrown t = thrown([&] { ktDufsBFopen(dir.path("bad.bin").c_str(), "r"); });
         EXPECT_EQ(t.tag, KT_EX_FAIL);
-        EXPECT_EQ(t.number, c.number);
+        EXPECT_EQ(t.number, number);
         EXPECT_EQ(t.location, "in call to routine ktDufsBFopen()");
         EXPECT_TRUE(dir.exists("bad.bin"));  // a read file is never deleted
     }

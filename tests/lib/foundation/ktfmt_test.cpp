@@ -66,11 +66,6 @@ TEST(FormatParser, PiecesInOrderUpToAnInvalidOne) {
         EXPECT_EQ(kinds(bad).back(), '1') << bad;
     for (const char* good : {"%#x", "%#o", "%#g", "%#LX", "%.3s", "%.3x"})
         EXPECT_EQ(kinds(good), "3") << good;
-    auto stopAtDirective = [](const ktSpFmtDesc* d, void*) {
-        return ktSpFmtDescIs(d) == KT_SPFMT_DIRECTIVE ? 0 : 7;
-    };
-    EXPECT_EQ(ktSpFmtParse("a%db%sc", stopAtDirective, nullptr), 0);
-    EXPECT_EQ(ktSpFmtParse("plain", stopAtDirective, nullptr), 7);
 }
 
 TEST(FormatParser, PositionsAllOrNoneAndWithoutGaps) {
