@@ -103,9 +103,7 @@ TEST_F(FreshProcess, ChunkSizeComesFromTheEnvironmentWithinItsLimits) {
                 ktMemFlAlloc(8, "rec");
                 // Chunks have the size in force, from the first on: the
                 // warning's own records must not come from a default chunk.
-                auto taken = [](size_t n) {
-                    return std::find(sizesTaken.begin(), sizesTaken.end(), n) != sizesTaken.end();
-                };
+                auto taken = [](size_t n) { return std::ranges::count(sizesTaken, n) > 0; };
                 CHILD_CHECK(taken(c.chunk));
                 CHILD_CHECK(c.chunk == 32000 || !taken(32000));
                 std::exit(0);
