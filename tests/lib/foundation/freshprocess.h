@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
@@ -26,13 +27,10 @@ protected:
         }                                                                                 \
     } while (0)
 
-// Sets "NAME=value" entries; the body calls it before any allocation.
+// Sets "NAME=value" entries, which live as long as the process; the body
+// calls it before any allocation.
 inline void setEnv(std::initializer_list<const char*> vars) {
-    for (const char* v : vars) {
-        std::string s = v;
-        size_t eq = s.find('=');
-        setenv(s.substr(0, eq).c_str(), s.substr(eq + 1).c_str(), 1);
-    }
+    for (const char* v : vars) putenv(const_cast<char*>(v));
 }
 
 // An abort that is expected leaves no core file behind.
@@ -52,7 +50,5 @@ inline void gatherLine(const char* line) {
 }
 
 inline bool hasLine(const std::string& line) {
-    for (const std::string& l : usageLines())
-        if (l == line) return true;
-    return false;
+    return std::find(usageLines().begin(), usageLines().end(), line) != usageLines().end();
 }

@@ -2,14 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <vector>
 
-#include "kterr.h"
-#include "ktex.h"
+#include "thrown.h"
 
 namespace {
+
+using Words = std::vector<uintptr_t>;
 
 void* word(uintptr_t n) {
     return reinterpret_cast<void*>(n);
@@ -18,14 +18,10 @@ uintptr_t num(const void* p) {
     return reinterpret_cast<uintptr_t>(p);
 }
 
-int collect(void* e, void* out) {
-    static_cast<std::vector<uintptr_t>*>(out)->push_back(num(e));
-    return 1;
-}
-
-std::vector<uintptr_t> elements(ktDlist* l) {
-    std::vector<uintptr_t> v;
-    ktDlistLoop(l, collect, &v);
+Words elements(ktDlist* l) {
+    Words v;
+    ktDlistLoop(
+        l, [](void* e, void* out) { return static_cast<Words*>(out)->push_back(num(e)), 1; }, &v);
     return v;
 }
 
@@ -43,195 +39,74 @@ protected:
     void TearDown() override { ktDlistPurge(); }
 };
 
-using ListCursor = Dlist;
-using ListEnds = Dlist;
-using ListRecycling = Dlist;
-
-TEST_F(ListEnds, AddTailAppendsAndRemHeadTakesFromTheFront) {
-    ktDlist* l = listOf({1, 2, 3});
-    EXPECT_EQ(l->count, 3);
+TEST_F(Dlist, EndsHoldAt32767ElementsAndAnEmptyListIsLinkedBack) {
+    ktDlist* l = listOf({1});
     EXPECT_EQ(num(ktDlistRemHead(l)), 1u);
-    EXPECT_EQ(elements(l), (std::vector<uintptr_t>{2, 3}));
-    EXPECT_EQ(l->count, 2);
-    ktDlistFreeList(l);
-}
-
-TEST_F(ListEnds, AnEmptyListReadsAsZeroAndIsLeftAlone) {
-    ktDlist* l = ktDlistCreate();
-    EXPECT_TRUE(ktDlistEmpty(l));
+    EXPECT_EQ(l->tail.prev, &l->head);  // both sentinels linked back
     EXPECT_EQ(ktDlistRemHead(l), nullptr);
     EXPECT_EQ(ktDlistTail(l), nullptr);
-    EXPECT_EQ(ktDlistCurElement(l), nullptr);
-    EXPECT_EQ(l->count, 0);
-    EXPECT_EQ(l->head.next, &l->tail);
-    EXPECT_EQ(l->tail.prev, &l->head);
-    ktDlistAddTail(l, word(9));
-    ktDlistRemHead(l);  // emptied again: both sentinels linked back
-    EXPECT_TRUE(ktDlistEmpty(l));
-    EXPECT_EQ(l->tail.prev, &l->head);
-    ktDlistAddTail(l, word(3));
-    EXPECT_EQ(elements(l), (std::vector<uintptr_t>{3}));
-    ktDlistFreeList(l);
-}
-
-TEST_F(ListEnds, AListHoldsAt32767ElementsAndRefusesMore) {
-    ktDlist* l = ktDlistCreate();
     for (int i = 1; i <= KT_DLIST_MAX; ++i) ktDlistAddTail(l, word(i));
-    EXPECT_EQ(l->count, 32767);
-    uint32_t tag = ktExCatch(
-        KT_EX_FAIL,
-        [&] {
-            ktDlistAddTail(l, word(0));
-            return 0u;
-        },
-        [](uint32_t t, ktErrObject*) {
-            ktExSwallow();
-            return t;
-        });
-    EXPECT_EQ(tag, KT_EX_FAIL);
+    EXPECT_EQ(thrown([&] { ktDlistAddTail(l, word(0)); }).tag, KT_EX_FAIL);
     EXPECT_EQ(l->count, 32767);
     EXPECT_EQ(num(ktDlistTail(l)), 32767u);
     ktDlistFreeList(l);
 }
 
-TEST_F(ListCursor, AddingSearchingAndTailMoveTheCursor) {
+TEST_F(Dlist, TheCursorFollowsAdditionsSearchesAndDeletions) {
     ktDlist* l = listOf({5, 12, 7, 14});
     EXPECT_EQ(num(ktDlistCurElement(l)), 14u);
     auto above = [](void* limit, void* e) { return int(num(e) > num(limit)); };
     EXPECT_TRUE(ktDlistSearchForKey(l, word(10), above));
-    EXPECT_EQ(num(ktDlistCurElement(l)), 12u);
     EXPECT_FALSE(ktDlistSearchForKey(l, word(20), above));
     EXPECT_EQ(num(ktDlistCurElement(l)), 12u);
-    EXPECT_EQ(num(ktDlistTail(l)), 14u);
-    EXPECT_EQ(num(ktDlistCurElement(l)), 14u);
-    ktDlistFreeList(l);
-}
-
-TEST_F(ListCursor, DeletingTheCurrentCellMovesTheCursorBack) {
-    ktDlist* l = listOf({1, 2, 3});
-    ktDlistSearchForKey(l, word(2), [](void* k, void* e) { return int(k == e); });
     ktDlistDelCurrent(l);
-    EXPECT_EQ(num(ktDlistCurElement(l)), 1u);
+    EXPECT_EQ(num(ktDlistCurElement(l)), 5u);
     ktDlistDelCurrent(l);  // now on the head sentinel: no element
     EXPECT_EQ(ktDlistCurElement(l), nullptr);
     ktDlistDelCurrent(l);  // does nothing
-    EXPECT_EQ(elements(l), (std::vector<uintptr_t>{3}));
-    ktDlistFreeList(l);
-}
-
-TEST_F(ListCursor, AWalkThatDeletesTheCurrentElementGoesOnWithItsSuccessor) {
-    ktDlist* l = listOf({1, 2, 2, 3, 4, 4});
-    struct Walk {
-        ktDlist* l;
-        std::vector<uintptr_t> seen;
-    } w{l, {}};
-    auto dropEven = [](void* e, void* data) {
-        auto* w = static_cast<Walk*>(data);
-        w->seen.push_back(num(e));
-        if (num(e) % 2 == 0) ktDlistDelCurrent(w->l);
+    EXPECT_EQ(elements(l), (Words{7, 14}));
+    // A walk goes on past an element it deletes, and stops at the first zero.
+    for (uintptr_t e : {14, 8, 9}) ktDlistAddTail(l, word(e));
+    auto dropEven = [](void* e, void* l) {
+        if (num(e) % 2 == 0) ktDlistDelCurrent(static_cast<ktDlist*>(l));
         return 1;
     };
-    EXPECT_EQ(ktDlistLoop(l, dropEven, &w), 1);
-    EXPECT_EQ(w.seen, (std::vector<uintptr_t>{1, 2, 2, 3, 4, 4}));
-    EXPECT_EQ(elements(l), (std::vector<uintptr_t>{1, 3}));
+    EXPECT_EQ(ktDlistLoop(l, dropEven, l), 1);
+    EXPECT_EQ(elements(l), (Words{7, 9}));
     EXPECT_EQ(l->count, 2);
+    auto stopAt7 = [](void* e, void* a, void*, void*) { return int(num(e) != 7 || !a); };
+    EXPECT_EQ(ktDlistLoop3(l, stopAt7, l, nullptr, nullptr), 0);
+    EXPECT_EQ(num(ktDlistCurElement(l)), 7u);
     ktDlistFreeList(l);
 }
 
-TEST_F(ListCursor, AWalkStopsAtTheFirstZeroWithThatCellCurrent) {
-    ktDlist* l = listOf({1, 2, 3});
-    auto stopAt2 = [](void* e, void* a, void* b, void* c) {
-        return int(num(e) != 2 || !a || !b || !c);
-    };
-    int x;
-    EXPECT_EQ(ktDlistLoop3(l, stopAt2, &x, &x, &x), 0);
-    EXPECT_EQ(num(ktDlistCurElement(l)), 2u);
-    ktDlistFreeList(l);
-}
-
-TEST_F(ListCursor, DelElementRemovesOnlyTheFirstOfTwoEqualWords) {
-    ktDlist* l = listOf({1, 7, 2, 7});
-    EXPECT_TRUE(ktDlistDelElement(l, word(7)));
-    EXPECT_EQ(elements(l), (std::vector<uintptr_t>{1, 2, 7}));
-    EXPECT_FALSE(ktDlistDelElement(l, word(9)));
-    EXPECT_EQ(l->count, 3);
-    ktDlistFreeList(l);
-}
-
-TEST_F(ListRecycling, AReleasedListsCellsServeTheNextAdditions) {
-    ktDlist* a = listOf({1, 2, 3});
-    ktDlistCell* cells[] = {a->head.next, a->head.next->next, a->tail.prev};
-    ktDlistFreeList(a);  // the first release: a becomes the free cells
-    ktDlist* b = listOf({4, 5, 6});
-    std::vector<ktDlistCell*> used = {b->head.next, b->head.next->next, b->tail.prev};
-    for (ktDlistCell* c : cells) EXPECT_NE(std::find(used.begin(), used.end(), c), used.end());
-    ktDlistFreeList(b);
-}
-
-TEST_F(ListRecycling, RemovedCellsAreReusedBeforeTheAllocator) {
-    ktDlist* l = listOf({1});
-    ktDlistCell* cell = l->head.next;
-    EXPECT_EQ(num(ktDlistRemHead(l)), 1u);
-    ktDlistAddTail(l, word(2));
-    EXPECT_EQ(l->head.next, cell);
-    ktDlistFreeList(l);
-}
-
-TEST_F(ListRecycling, TheFirstReleasedHeaderIsNotHandedOutAgainTheSecondIs) {
-    ktDlist* first = listOf({1});
-    ktDlist* second = listOf({2});
-    ktDlistFreeList(first);   // becomes the free-cells list
-    ktDlistFreeList(second);  // becomes the free-headers list
+TEST_F(Dlist, TheFirstReleasedListHoldsTheFreeCellsAndTheSecondTheFreeHeaders) {
+    ktDlist* cells = listOf({1, 2});
+    std::vector<ktDlistCell*> used = {cells->head.next, cells->tail.prev};
+    ktDlistFreeList(cells);
+    ktDlist* headers = listOf({3, 4});
+    EXPECT_EQ(used, (std::vector<ktDlistCell*>{headers->head.next, headers->tail.prev}));
+    // A long list goes to the free cells whole, its cells counted.
+    for (int i = 0; i < 998; ++i) ktDlistAddTail(headers, word(i));
+    ktDlistFreeList(headers);
+    EXPECT_EQ(cells->count, 1000);
+    EXPECT_EQ(cells->head.next->prev, &cells->head);
     ktDlist* third = ktDlistCreate();
-    EXPECT_NE(third, first);
-    EXPECT_NE(third, second);
-    ktDlist* fourth = ktDlistCreate();
-    ktDlistFreeList(third);  // an element of the free headers
-    ktDlist* again = ktDlistCreate();
-    EXPECT_EQ(again, third);
-    EXPECT_TRUE(ktDlistEmpty(again));
-    EXPECT_EQ(ktDlistCurElement(again), nullptr);
-    ktDlistAddTail(again, word(8));
-    EXPECT_EQ(elements(again), (std::vector<uintptr_t>{8}));
-    ktDlistFreeList(again);
-    ktDlistFreeList(fourth);
-}
-
-TEST_F(ListRecycling, ALongListIsReleasedWholeAndItsCellsCounted) {
-    ktDlist* spare = ktDlistCreate();
-    ktDlistFreeList(spare);  // the free-cells list, empty
-    ktDlist* l = ktDlistCreate();
-    for (int i = 0; i < 1000; ++i) ktDlistAddTail(l, word(i));
-    ktDlistFreeList(l);
-    EXPECT_EQ(spare->count, 1000);
-    EXPECT_EQ(spare->head.next->prev, &spare->head);
-}
-
-TEST_F(ListRecycling, PurgeLeavesListsInUseIntact) {
-    ktDlist* kept = listOf({1, 2});
-    ktDlist* gone = listOf({3, 4});
-    ktDlistFreeList(gone);
-    ktDlistRemHead(kept);
+    EXPECT_TRUE(third != cells && third != headers);
+    ktDlist* fourth = listOf({4, 5});
+    ktDlistFreeList(third);
+    EXPECT_EQ(ktDlistCreate(), third);
+    EXPECT_EQ(ktDlistCurElement(third), nullptr);
+    ktDlistFreeList(third);
+    // A purge leaves lists in use intact.
+    ktDlistRemHead(fourth);
     ktDlistPurge();
-    EXPECT_EQ(elements(kept), (std::vector<uintptr_t>{2}));
-    ktDlistAddTail(kept, word(5));  // a cell from the allocator again
-    EXPECT_EQ(elements(kept), (std::vector<uintptr_t>{2, 5}));
-    ktDlistFreeList(kept);
-}
-
-TEST_F(ListRecycling, DestroyCallsForEachElementEvenIfItFreesIt) {
-    ktDlist* l = ktDlistCreate();
-    for (int i = 0; i < 3; ++i) ktDlistAddTail(l, new int(i));
-    int sum = 0;
-    ktDlistDestroyList(
-        l,
-        [](void* e, void* s) {
-            *static_cast<int*>(s) += *static_cast<int*>(e);
-            delete static_cast<int*>(e);
-            return 0;  // ignored
-        },
-        &sum);
-    EXPECT_EQ(sum, 0 + 1 + 2);
+    ktDlistAddTail(fourth, word(6));
+    EXPECT_EQ(elements(fourth), (Words{5, 6}));
+    uintptr_t sum = 0;
+    auto add = [](void* e, void* s) { return int(*static_cast<uintptr_t*>(s) += num(e)); };
+    ktDlistDestroyList(fourth, add, &sum);
+    EXPECT_EQ(sum, 11u);
 }
 
 // Records of the plain list: the link first.
@@ -241,51 +116,38 @@ struct Rec {
     int id;
 };
 
-int byKey(ktList* a, ktList* b) {
-    return reinterpret_cast<Rec*>(a)->key - reinterpret_cast<Rec*>(b)->key;
-}
-
 std::vector<int> ids(ktList* head) {
     std::vector<int> v;
     for (; head; head = head->next) v.push_back(reinterpret_cast<Rec*>(head)->id);
     return v;
 }
 
-ktList* chain(std::vector<Rec>& recs) {
+std::vector<int> sorted(std::vector<Rec> recs) {
     ktList* head = nullptr;
     for (size_t i = recs.size(); i-- > 0;) head = ktListSins(&recs[i].link, nullptr, head);
-    return head;
+    auto byKey = [](ktList* a, ktList* b) {
+        return reinterpret_cast<Rec*>(a)->key - reinterpret_cast<Rec*>(b)->key;
+    };
+    return ids(ktListSsort(head, byKey));
 }
 
 TEST(PlainList, InsertAtTheHeadOrBehindALink) {
     std::vector<Rec> r = {{{}, 0, 1}, {{}, 0, 2}, {{}, 0, 3}};
     ktList* head = ktListSins(&r[0].link, nullptr, nullptr);
-    head = ktListSins(&r[2].link, &head->next, head);
-    EXPECT_EQ(head, &r[0].link);
-    head = ktListSins(&r[1].link, &head->next, head);
+    EXPECT_EQ(ktListSins(&r[2].link, &head->next, head), &r[0].link);
+    ktListSins(&r[1].link, &head->next, head);
     EXPECT_EQ(ids(head), (std::vector<int>{1, 2, 3}));
-    Rec front{{}, 0, 0};
-    EXPECT_EQ(ktListSins(&front.link, nullptr, head), &front.link);
-    EXPECT_EQ(ids(&front.link), (std::vector<int>{0, 1, 2, 3}));
 }
 
-TEST(PlainListSort, SortsAscendingByTheComparison) {
-    EXPECT_EQ(ktListSsort(nullptr, byKey), nullptr);
-    Rec one{{}, 5, 1};
-    EXPECT_EQ(ktListSsort(&one.link, byKey), &one.link);
-    std::vector<Rec> r;
-    int keys[] = {5, 3, 9, 1, 7, 2, 8, 6, 4};
-    for (int i = 0; i < 9; ++i) r.push_back({{}, keys[i], keys[i]});
-    EXPECT_EQ(ids(ktListSsort(chain(r), byKey)), (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
-}
-
-TEST(PlainListSort, OfEqualRecordsThoseOfTheSecondHalfComeFirst) {
-    std::vector<Rec> same = {{{}, 0, 1}, {{}, 0, 2}, {{}, 0, 3}, {{}, 0, 4}};
-    EXPECT_EQ(ids(ktListSsort(chain(same), byKey)), (std::vector<int>{4, 3, 2, 1}));
+TEST(PlainList, SortsAscendingAndOfEqualRecordsTheSecondHalfComesFirst) {
+    EXPECT_EQ(sorted({{{}, 5, 5}, {{}, 3, 3}, {{}, 9, 9}, {{}, 1, 1}, {{}, 7, 7}, {{}, 2, 2}}),
+              (std::vector<int>{1, 2, 3, 5, 7, 9}));
+    EXPECT_EQ(sorted({{{}, 0, 1}, {{}, 0, 2}, {{}, 0, 3}, {{}, 0, 4}}),
+              (std::vector<int>{4, 3, 2, 1}));
     // Cut as [1 2 3] [4 5]; [1 2 3] as [1 2] [3], giving 2 3 1; [4 5]
     // stays; the last merge puts 4 before 2 and 5 before 3 and 1.
-    std::vector<Rec> r = {{{}, 2, 1}, {{}, 1, 2}, {{}, 2, 3}, {{}, 1, 4}, {{}, 2, 5}};
-    EXPECT_EQ(ids(ktListSsort(chain(r), byKey)), (std::vector<int>{4, 2, 5, 3, 1}));
+    EXPECT_EQ(sorted({{{}, 2, 1}, {{}, 1, 2}, {{}, 2, 3}, {{}, 1, 4}, {{}, 2, 5}}),
+              (std::vector<int>{4, 2, 5, 3, 1}));
 }
 
 }  // namespace
