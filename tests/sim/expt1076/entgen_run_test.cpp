@@ -64,6 +64,18 @@ TEST_F(ProgramRun, BannerFirstAndAnUnmadeDirectoryLeavesTheModelBesideTheSymbol)
               "warning(s).\n");
 }
 
+TEST_F(ProgramRun, DebugAllocatorEndsTheRunWithItsUsageReport) {
+    RunResult r = run({"-o", "cells:and2"}, "", {"KT_MEMDBG=1"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(dir.exists("cells/behv/and2.vhd"));
+    // After the run's own output, on standard output, and with no guard broken.
+    size_t report = r.out.find("\nMaximum memory usage=");
+    ASSERT_NE(report, std::string::npos) << r.out;
+    EXPECT_LT(r.out.find("Output directory"), report);
+    EXPECT_NE(r.out.find("\nUnfreed strings:\n", report), std::string::npos);
+    EXPECT_THAT(r.err, Not(HasSubstr("violation")));
+}
+
 TEST_F(ProgramRun, QuietOptionDropsTheBannerAndIsStillABadOption) {
     RunResult r = run({"-Q"});
     EXPECT_EQ(r.status, 1);
