@@ -162,7 +162,8 @@ int volibfile(const char* file, void*) {
         voreport(3, VOM_BADEXT, libname, file);
         return 0;
     }
-    // Digits only: strtol can't fail, and a number too big stops at LONG_MAX.
+    // The number its leading digits make, as "%ld" would read it ("1e5" is
+    // 1); a number too big stops at LONG_MAX.
     long version = std::strtol(ext, nullptr, 10);
     if (version > 1 && lowerVersionExists(base, version)) return 0;
 
