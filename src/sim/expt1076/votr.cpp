@@ -223,11 +223,13 @@ bool legal(const char* text) {
     return true;
 }
 
+// The stored names by their exact text, keyed by the entries' own copies.
+// The table's fixed chains give the order of the identifier list; they grow
+// long in a large library, so a look-up goes through a table that grows.
+ktSym* names_ = nullptr;
+
 votrname* lookUp(const char* name) {
-    if (!trtable) return nullptr;
-    for (votrname* e = trtable[bucketOf(name)]; e; e = e->next)
-        if (std::strcmp(e->name, name) == 0) return e;
-    return nullptr;
+    return names_ ? static_cast<votrname*>(ktSymFetch(names_, name)) : nullptr;
 }
 
 // ---- The collision index ---------------------------------------------------
@@ -356,6 +358,11 @@ void store(const char* name) {
     const uint32_t bucket = bucketOf(name);
     e->next = trtable[bucket];
     trtable[bucket] = e;
+    if (!names_) {
+        names_ = ktSymCreate(VOTR_BUCKETS, ktSymStHash, ktStrEqu, ktSymReturn, ktSymDummy);
+        ktSymDynamic(names_, 2.0, 2.0);
+    }
+    ktSymStore(names_, e->name, e);
     notes_.push(Note{e, bucket, nullptr, false, false});
     const size_t len = std::strlen(name);
     if (len > static_cast<size_t>(trlongest)) trlongest = static_cast<int32_t>(len);
@@ -382,6 +389,8 @@ void votrsetup() {
 
 void votrfree() {
     releaseIndex();
+    if (names_) ktSymDestroy(names_, [](void*) {});
+    names_ = nullptr;
     if (trtable) {
         for (int b = 0; b < VOTR_BUCKETS; ++b) {
             while (votrname* e = trtable[b]) {
