@@ -163,6 +163,10 @@ TEST_F(NameTranslation, ConfiguredWordsAndCharactersComeFirstInFileOrder) {
     // A rule never reaches past the end of the name.
     EXPECT_STREQ(votr("A<"), "ALT");
     EXPECT_EQ(numbers(), "");
+    // The records' release leaves an empty text alone.
+    votrans* dollar = vo->ini->chars->next;
+    vofree(dollar->to, 1);
+    dollar->to = nullptr;
 }
 
 TEST_F(NameTranslation, TheConfiguredPrefixAndOneThatIsNoLetter) {
