@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -408,6 +409,11 @@ void votrfree() {
 
 char* votr(const char* name) {
     if (!name) name = "";
+    // The last result given back to translate: trbuf is about to change.
+    char own[VOTR_BUFSIZE];
+    if (!std::less<const char*>{}(name, trbuf) &&
+        std::less<const char*>{}(name, trbuf + VOTR_BUFSIZE))
+        name = std::strcpy(own, name);
     // A name seen before gives its translation again, and no warning.
     if (const votrname* known = lookUp(name)) {
         ktStrncpyNullTerm(trbuf, known->vhdlname, sizeof trbuf);

@@ -133,6 +133,9 @@ TEST_F(NameTranslation, ANameWarnsOnceAndKeepsItsTranslation) {
     EXPECT_STREQ(votr("~RESET"), "v7ERESET");
     EXPECT_EQ(reports(), "");
     EXPECT_EQ(vo->warnings, warnings);
+    // Its own result given back is a name like any other.
+    EXPECT_STREQ(votr(votr("A$")), "A24");
+    reports();
     // Another spelling is another name.
     EXPECT_STREQ(votr("~reset"), "v7Ereset");
     EXPECT_EQ(numbers(), "557");
