@@ -47,3 +47,12 @@ char* iwmkname(const char* text);
 iwgroup* iwmkgroup(const char* name);
 const char* iggrpnam(const iwgroup* group);
 const char* iggrplnm(const iwgroup* group);
+
+// String sets, each known by a caller-chosen identity and made on first
+// use. inaddmem stores `text` (a copy of it when `copy` is non-zero, else
+// the caller's pointer, which must then outlive the set) and returns the
+// stored pointer, or null for a null text; it does not look for an equal
+// member first. insetmem returns the stored text of a member equal to
+// `text` without regard to case, or null.
+const char* inaddmem(int set, const char* text, int copy);
+const char* insetmem(int set, const char* text);
