@@ -30,10 +30,10 @@
 /* Library list and output directory */
 #define VOM_NOLIBNAMED 549 /* "[E] The library list scrivet.ini names no library: no DIR line has an alias." */
 #define VOM_BADDIRLINE 550 /* "[E] Line %d of scrivet.ini is not a valid DIR line; ignored." */
-#define VOM_NODIRECTORY 551 /* "[E] Library line ignored, its directory does not exist: %s" */
+#define VOM_NODIRECTORY 551 /* "[E] Library line ignored, its directory does not exist: DIR%s" */
 #define VOM_NOSCRIVET 552 /* "[E] Cannot find or read the library list scrivet.ini." */
-#define VOM_READONLYLIB 554 /* "[E] Library %s is read-only: no model can be written beside its symbols." */
-#define VOM_SYMNOTFOUND 555 /* "[E] Symbol %s.%s was not found in library %s." */
+#define VOM_READONLYLIB 554 /* "[E] The library of the symbol is read-only: no model can be written beside it (library part of the name: \"%s\")." */
+#define VOM_SYMNOTFOUND 555 /* "[E] Symbol %s.%s was not found in the library list (library part of the name: \"%s\")." */
 
 /* Output file */
 #define VOM_NOOUTPUT 542 /* "[E] Internal error: text written with no output file open, or a file opened while another is open." */
