@@ -27,12 +27,13 @@ size_t count(const std::string& text, const std::string& what) {
     return n;
 }
 
-// A run's directory with the library list: the writable library "cells"
-// holding and2.1.
+// A run's directory with the library list, the writable library "cells"
+// holding and2.1, and an initialization file that changes nothing.
 class ProgramRun : public ::testing::Test {
 protected:
     void SetUp() override {
         dir.write("scrivet.ini", "; libraries of the test\nDIR [w] ./cells (cells)\n");
+        dir.write("entgen.ini", "ENTGEN 5.3.1\n");
         dir.write("cells/sym/and2.1", kAnd2);
     }
     RunResult run(const std::vector<std::string>& args, const std::string& input = "",
