@@ -176,7 +176,12 @@ int voinitok(const char* delims, const char* skips) {
     bool comment = false;
     int result = VOINI_SAMELINE;
     for (;;) {
-        if (ktTklex(ini->fp, vo->buf, VOINI_TOKENMAX + 1, delims, skips, nullptr) == -1)
+        // A line begins with a keyword or a lone "+", whatever the operand
+        // that was looked for: read it as a plain word, so that an operand
+        // missing at the end of a line never swallows the next statement.
+        bool lineStart = result == VOINI_NEWLINE;
+        if (ktTklex(ini->fp, vo->buf, VOINI_TOKENMAX + 1, lineStart ? VOINI_PLAIN : delims,
+                    lineStart ? VOINI_BLANKS : skips, nullptr) == -1)
             return VOINI_EOF;
         const char* t = vo->buf;
         if (t[0] == '\n') {

@@ -30,6 +30,7 @@ int voreadini(const char* name);
 // Reads one token of the open file into vodata.buf: passes over `skips`,
 // stops in front of a character of `delims`; a delimiter met at once is a
 // token of its own. Comments and continuation marks never reach the caller.
+// The first token of a line is read as a plain word whatever the sets.
 int voinitok(const char* delims, const char* skips);
 
 // Ends a statement whose operands were all read; `result` is that of the
