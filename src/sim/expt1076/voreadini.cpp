@@ -17,10 +17,10 @@
 #include "vomain.h"
 
 const char* keyword[20] = {
-    "ENTGEN",    "HEADER",    "GENERIC",   "ATTRIBUTE",        "SIGNAL_TYPE",
-    "VECTOR_TYPE", "HIGH_IMPEDENCE_STATE", "INITIALIZE", "COMPONENT", "BINDING",
-    "PIN_TYPE",  "PREFIX",    "TRANSLATE", "PLACE",            "LIST_IDENTIFIERS",
-    "SETDEF",    "TICKSIZE",  "DELAY",     "2D_VECTOR_TYPE",   nullptr,
+    "ENTGEN", "HEADER", "GENERIC", "ATTRIBUTE", "SIGNAL_TYPE", "VECTOR_TYPE",
+    "HIGH_IMPEDENCE_STATE", "INITIALIZE", "COMPONENT", "BINDING", "PIN_TYPE",
+    "PREFIX", "TRANSLATE", "PLACE", "LIST_IDENTIFIERS", "SETDEF", "TICKSIZE",
+    "DELAY", "2D_VECTOR_TYPE", nullptr,
 };
 
 namespace {
