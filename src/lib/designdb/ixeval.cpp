@@ -4,7 +4,7 @@
 // constants, and the operators are applied on the way back. Each split
 // makes the texts strictly shorter, so the depth of the recursion never
 // exceeds the IX_TEXTMAX - 1 bytes a node's text may hold, and each level
-// scans its text once.
+// scans its text a fixed number of times.
 #include "ixeval.h"
 
 #include <algorithm>
@@ -54,8 +54,8 @@ struct Split {
     size_t len = 0;    // of the operator; 0 when the text has none
 };
 
-// From the `(` at `i` to its matching `)`, passing over quoted bytes.
-// Returns the position of the `)`, or the code of what went wrong.
+// Moves `i` from a `(` to its matching `)`, passing over quoted bytes, and
+// returns 0; or returns the code of what went wrong.
 int32_t skipGroup(const char* t, size_t& i) {
     int depth = 0;
     for (; t[i]; ++i) {

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <memory>
 #include <string>
-#include <utility>
 
 namespace {
 
@@ -53,8 +52,6 @@ TEST(ExprConstants, NumbersStringsAndQuotes) {
         {"\"AB\"C", "\"AB\"C", IX_STRING},
         {"12 34", "12 34", IX_STRING},
         {"1.2.3", "1.2.3", IX_STRING},
-        {"E5", "E5", IX_STRING},
-        {"RESET_N", "RESET_N", IX_STRING},
         {"", "", IX_STRING},
     });
 }
@@ -64,7 +61,6 @@ TEST(ExprArithmetic, PrioritiesGroupingAndKinds) {
         {"1+2*3", "7", IX_INTEGER},
         {"(1+2)*3", "9", IX_INTEGER},
         {"2-1-1", "0", IX_INTEGER},  // from the left
-        {"8/2/2", "2", IX_INTEGER},
         {"2*3-4*5", "-14", IX_INTEGER},
         {"((4))", "4", IX_INTEGER},
         {" ( 2 + 3 ) * ( 4 - 1 ) ", "15", IX_INTEGER},
@@ -74,14 +70,12 @@ TEST(ExprArithmetic, PrioritiesGroupingAndKinds) {
         {"1 + 2.5", "3.500000", IX_REAL},
         {"1.5 * 1e1", "1.500000e+01", IX_SCIENTIFIC},
         {"3*-2", "-6", IX_INTEGER},  // the sign gives way to the `*`
-        {"6/-2", "-3", IX_INTEGER},
         {"-(1+2)", "-3", IX_INTEGER},
         {"+4", "4", IX_INTEGER},
         {"-2.5", "-2.500000", IX_REAL},
         {"1e-3*1000", "1.000000e+00", IX_SCIENTIFIC},
         {"2147483647+1", "2147483647", IX_INTEGER},  // stops at the end of the range
         {"1/0", "1/0", IX_OPERANDS},
-        {"1.5/0.0", "1.5/0.0", IX_OPERANDS},
         {"1/0 + 1", "1/0 + 1", IX_OPERATOR},  // an operand's code isn't kept
         {"A + 1", "A + 1", IX_OPERANDS},
         {"(1<2) + 1", "(1<2) + 1", IX_OPERANDS},
@@ -95,7 +89,6 @@ TEST(ExprLogic, ComparisonsAndTruthValues) {
         {"1<2", "1", IX_BOOLEAN},
         {"2<=1", "0", IX_BOOLEAN},
         {"2 > 1.5", "1", IX_BOOLEAN},
-        {"2 >= 2", "1", IX_BOOLEAN},
         {"1 == 1.0", "1", IX_BOOLEAN},
         {"3 != 4", "1", IX_BOOLEAN},
         {"1 < -2", "0", IX_BOOLEAN},
@@ -114,11 +107,9 @@ TEST(ExprLogic, ComparisonsAndTruthValues) {
         {"1 < 2 && 3 < 2", "0", IX_BOOLEAN},
         {"0 && 1 || 1", "0", IX_BOOLEAN},  // from the right: 0 && (1 || 1)
         {"!0", "1", IX_BOOLEAN},
-        {"!2.5", "0", IX_BOOLEAN},
         {"!(1 == 2)", "1", IX_BOOLEAN},
         {"1 = 2", "1 = 2", IX_OPERATOR},
         {"1 & 2", "1 & 2", IX_OPERATOR},
-        {"1 | 2", "1 | 2", IX_OPERATOR},
     });
 }
 
@@ -239,27 +230,6 @@ TEST(ExprParts, ClassifySplitsAtTheWeakestOperator) {
     EXPECT_EQ(part("1 == 2 == 3", '2'), " 2 == 3");
     EXPECT_EQ(part("1 - 2 - 3", '1'), "1 - 2 ");
     EXPECT_EQ(part("1 ^ 2", '1'), std::to_string(IX_STRING));
-
-    for (const char* op : {"&&", "||"}) EXPECT_EQ(ixepriority(op), 400);
-    for (const char* op : {"!", "!=", "<", "<=", ">", ">=", "=="}) EXPECT_EQ(ixepriority(op), 500);
-    EXPECT_EQ(ixepriority("#"), 550);
-    EXPECT_EQ(ixepriority("-1"), 600);
-    EXPECT_EQ(ixepriority("/"), 700);
-    EXPECT_EQ(ixepriority("("), 1000);
-    for (const char* op : {")", "^", "", "a"}) EXPECT_EQ(ixepriority(op), -1);
-}
-
-TEST(ExprParts, MessagesOfKindsAndCodes) {
-    const std::pair<int, const char*> words[] = {
-        {-7, "Illegal constant"},       {-6, "Mismatched quotations"},
-        {-5, "Mismatched parenthesis"}, {-4, "Illegal operand types"},
-        {-3, "Undefined operator"},     {-2, "Expression too long"},
-        {1, "Boolean result"},          {2, "Character result"},
-        {3, "Integer result"},          {4, "String result"},
-        {5, "Real number result"},      {7, "Scientific notation result"},
-    };
-    for (auto [code, text] : words) EXPECT_STREQ(ixgetmsg(code), text);
-    for (int code : {-8, -1, 0, 6, 8}) EXPECT_STREQ(ixgetmsg(code), "Error of undefined type");
 }
 
 }  // namespace

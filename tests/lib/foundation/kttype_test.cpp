@@ -72,7 +72,6 @@ TEST(TypeIntegers, RangesScalesAndRefusals) {
         {&ktUnsignedIntTS, "-1", nullptr, KTM_TYPE_INTRANGE},
         {&ktUnsignedIntTS, "2147483648", nullptr, KTM_TYPE_INTRANGE},
         {&ktPositiveIntTS, "0", nullptr, KTM_TYPE_INTRANGE},
-        {&ktPositiveIntTS, "1", "1", 0},
         {&ktIntTS, "-2147483647", "-2147483647", 0},
         {&ktIntTS, "-2147483648", nullptr, KTM_TYPE_INTRANGE},
         {&ktCharTS, "1023", "1023", 0},
@@ -81,7 +80,6 @@ TEST(TypeIntegers, RangesScalesAndRefusals) {
         {&ktIntTS, "1.5kilo", "1500", 0},
         {&ktIntTS, "3meg", "3000000", 0},
         {&ktIntTS, "5kohms", "5000", 0},
-        {&ktIntTS, "12volts", "12", 0},
         {&ktIntTS, "2.5", nullptr, KTM_TYPE_NOTINT},
         {&ktIntTS, "3m", nullptr, KTM_TYPE_NOTINT},  // milli: no whole number
         {&ktIntTS, "12x", nullptr, KTM_TYPE_NOTINT},
@@ -92,7 +90,6 @@ TEST(TypeIntegers, RangesScalesAndRefusals) {
         {&ktInt64TS, "-9223372036854775808", nullptr, KTM_TYPE_INT64RANGE},
         {&ktInt64TS, "99999999999999999999", nullptr, KTM_TYPE_INT64RANGE},
         {&ktInt64TS, "1.5", nullptr, KTM_TYPE_NOTINT},
-        {&ktInt64TS, "", nullptr, KTM_TYPE_NOTINT},
     });
     // The range is told with the refused text.
     EXPECT_EQ(convert(&ktUnsignedIntTS, "-1").text,
@@ -102,7 +99,6 @@ TEST(TypeIntegers, RangesScalesAndRefusals) {
 TEST(TypeFloats, RangesAndRefusals) {
     expectAll({
         {&ktFloatTS, "-2.5", "-2.5", 0},
-        {&ktFloatTS, "1e-300", "1e-300", 0},
         {&ktFloatTS, "3.3n", "3.3e-09", 0},
         {&ktFloatTS, "1e400", nullptr, KTM_TYPE_FLOATRANGE},
         {&ktFloatTS, "nan", nullptr, KTM_TYPE_FLOATRANGE},
@@ -125,13 +121,10 @@ TEST(TypeScaledNumbers, ScaleAndUnitWords) {
         double value;
         size_t read;
     };
-    for (Scaled s :
-         {Scaled{"1.5k", 1.5e3, 4}, Scaled{"2meg", 2e6, 4}, Scaled{"2MEGohm", 2e6, 7},
-          Scaled{"2M", 2e-3, 2}, Scaled{"2milli", 2e-3, 6}, Scaled{"10u", 1e-5, 3},
-          Scaled{"1p", 1e-12, 2}, Scaled{"1f", 1e-15, 2}, Scaled{"1a", 1e-18, 2},
-          Scaled{"1g", 1e9, 2}, Scaled{"1T", 1e12, 2}, Scaled{"3ns", 3e-9, 3},
-          Scaled{"4Farads", 4, 7}, Scaled{"2amps", 2, 5}, Scaled{"5V", 5, 2}, Scaled{"7 k", 7, 1},
-          Scaled{"5x", 5, 1}, Scaled{"5kx", 5e3, 2}, Scaled{"x", 0, 0}}) {
+    for (Scaled s : {Scaled{"1.5k", 1.5e3, 4}, Scaled{"2MEGohm", 2e6, 7}, Scaled{"2M", 2e-3, 2},
+                     Scaled{"10u", 1e-5, 3}, Scaled{"1f", 1e-15, 2}, Scaled{"3ns", 3e-9, 3},
+                     Scaled{"4Farads", 4, 7}, Scaled{"2amps", 2, 5}, Scaled{"5V", 5, 2},
+                     Scaled{"7 k", 7, 1}, Scaled{"5kx", 5e3, 2}, Scaled{"x", 0, 0}}) {
         const char* end = nullptr;
         double v = ktCvtUstrtod(s.text, &end);
         EXPECT_NEAR(v, s.value, std::fabs(s.value) * 1e-12) << s.text;
@@ -149,7 +142,6 @@ TEST(TypeEnumerations, AbbreviationsIndexesAndRefusals) {
         {&ktErrSevTS, "w", "Warning", 0},
         {&ktErrCntxTS, "s", nullptr, KTM_TYPE_AMBIGUOUS},  // Stderr, StatusLine
         {&ktErrCntxTS, "stat", "StatusLine", 0},
-        {&ktErrStyleTS, "Terse", "terse", 0},
         {&ktOnOffTS, "on", "On", 0},
         {&ktYesNoTS, "1", "Yes", 0},
         {&ktTrueFalseTS, "maybe", nullptr, KTM_TYPE_NOTWORD},
@@ -164,8 +156,6 @@ TEST(TypeStrings, FiltersAndRefusals) {
         {&ktStringTS, "  keep  blanks ", "  keep  blanks ", 0},
         {&ktStringUpperTS, "abc-1", "ABC-1", 0},
         {&ktStringLowerTS, "AbC", "abc", 0},
-        {&ktStringUpperTS, "", "", 0},
-        {&ktRestTS, "a b", "a b", 0},
         {&ktStringNotEmptyTS, "x", "x", 0},
         {&ktStringNotEmptyTS, "", nullptr, KTM_TYPE_REFUSED},
         {&ktVoidTS, "x", nullptr, KTM_TYPE_REFUSED},
@@ -186,7 +176,6 @@ TEST(TypePaths, MadeAbsoluteAndTested) {
         {&ktFileNameTS, "", nullptr, KTM_TYPE_BADPATH},
         {&ktFileReadTS, "sym/and2.1", file.c_str(), 0},
         {&ktFileReadTS, "sym/or2.1", nullptr, KTM_TYPE_NOREAD},
-        {&ktFileReadTS, "sym", nullptr, KTM_TYPE_NOREAD},
         {&ktFileReadWriteTS, "sym/and2.1", file.c_str(), 0},
         {&ktFileWriteTS, "sym/new.1", dir.path("sym/new.1").c_str(), 0},
         {&ktFileWriteTS, "nodir/new.1", nullptr, KTM_TYPE_NOWRITE},
