@@ -3,6 +3,7 @@
 // byte order, and with a damaged head or a cut tail.
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,10 +25,12 @@ struct FileSpec {
     int32_t magic = KT_MSG_MAGIC;
     std::optional<int32_t> count;  // the count written in the index, if not the true one
     size_t cut = 0;                // bytes taken off the end
+    // Changes the sorted index before it is written: a damaged file.
+    std::function<void(std::vector<ktMsgIndexEntry>&)> editIndex;
 };
 
-// Writes a compiled message file through the typed binary writer, in either
-// byte order. Argument tables are written empty: the reader skips them.
+// Writes a compiled message file byte by byte, in either order. Argument
+// tables are written empty: the reader skips them.
 void writeMessageFile(const std::string& path, const FileSpec& spec);
 
 // The messages of a text in the source form ("#define NAME N /* "text" */"),

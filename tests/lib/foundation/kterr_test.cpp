@@ -69,16 +69,6 @@ std::string pidLog(const std::string& base = "unknown") {
     return base + "-" + std::to_string(getpid()) + ".err";
 }
 
-// The log state of a process that has made no report yet.
-void resetLog() {
-    ktErrLogState& log = ktErr_LogV;
-    if (log.stream) std::fclose(log.stream);
-    log.stream = nullptr;
-    log.usable = log.enabled = log.fresh = log.keep = log.first = 1;
-    log.opened = 0;
-    ktErrLogSetArgv0("unknown");
-}
-
 // Reports go to a file of the test's and logs to a directory of its own.
 class Reports : public ::testing::Test {
 protected:
@@ -92,11 +82,11 @@ protected:
         out = std::tmpfile();
         ktErrFileV = out;
         setenv("KT_LOGDIR", logs.path().c_str(), 1);
-        resetLog();
+        ktErrLogReset();
     }
 
     void TearDown() override {
-        resetLog();
+        ktErrLogReset();
         unsetenv("KT_LOGDIR");
         ktErrFileV = stderr;
         std::fclose(out);
@@ -161,12 +151,12 @@ constexpr const char* kBrokenLib = R"(#define KTM_APPLICATION -1 /* "ktlib" */
 #define KTM_LABEL -2 /* "5.0" */
 #define KTM_VERSIONREC 0 /* "5.3.2" */
 #define KTM_ERR_NOLEFT 1101 /* "no designator in %d of %s" */
-#define KTM_PLAIN 1200 /* "plain" */
+#define KTM_ERR_HELPSTATUS 1144 /* "plain" */
 )";
 
 void buildTwiceWithBrokenComplaint() {
     for (const char* which : {"first", "second"}) {
-        ktErrObject* e = ktErrBuild(nullptr, ktMsgFile(), 1200);
+        ktErrObject* e = ktErrBuild(nullptr, ktMsgFile(), 1144);
         std::fprintf(stderr, "%s=[%s]\n", which, ktErrString(e, Stderr));
         ktErrDestroy(e);
     }
@@ -185,8 +175,8 @@ TEST_F(FreshProcess, ABrokenComplaintIsMadeByHandAndNeverBuiltAgain) {
     EXPECT_EXIT(buildTwiceWithBrokenComplaint(), ::testing::ExitedWithCode(0),
                 AllOf(HasSubstr("first=[" + byHand +
                                 "\n+ktlib: Error 1101: in call to routine ktErrBuildVa(): no "
-                                "designator in 1200 of ktlib\n+ktlib: Error 1200: plain]"),
-                      HasSubstr("second=[" + byHand + "\n+ktlib: Error 1200: plain]")));
+                                "designator in 1144 of ktlib\n+ktlib: Error 1144: plain]"),
+                      HasSubstr("second=[" + byHand + "\n+ktlib: Error 1144: plain]")));
 }
 
 TEST_F(Reports, StylesWithAndWithoutLocationAndNumberAndChains) {
@@ -254,7 +244,7 @@ TEST_F(Reports, TheFirstReportAboveStatusMakesTheLogNamedAfterTheProgram) {
     EXPECT_EQ(logs.read(pidLog("rd520.bdb")), "errtest: Warning 1:  :  word\n");  // its own style
     EXPECT_EQ(printed(), "errtest-S-12:  :  status\nerrtest-W-1:  :  word\n");
     // Keeping no older logs, the name has no number and an old file of it goes.
-    resetLog();
+    ktErrLogReset();
     ktErrLogKeepFiles(0);
     logs.write("unknown.err", "earlier run\n");
     ktErrLogOpenFile();
@@ -308,13 +298,13 @@ TEST_F(Reports, WithoutLogDirTheLogStaysWhereItWasOpenedAndItsNameFitsAPath) {
     printed();
 
     InDir in(here.path());
-    resetLog();
+    ktErrLogReset();
     ktErrLogKeepFiles(0);
     const std::string fits(251, 'p');  // with ".err", 255 characters
     ktErrLogSetArgv0(fits.c_str());
     report(T_WORD);
     EXPECT_TRUE(here.exists(fits + ".err"));
-    resetLog();
+    ktErrLogReset();
     ktErrLogKeepFiles(0);
     ktErrLogSetArgv0((fits + "p").c_str());
     report(T_WORD);
