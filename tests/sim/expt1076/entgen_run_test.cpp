@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -205,6 +207,44 @@ TEST_F(ProgramRun, LibraryWalkTakesTheLowestVersionAndReportsAStrayFileOnce) {
     EXPECT_LT(first, second);
     EXPECT_THAT(r.err, Not(HasSubstr("AND2.2")));
     EXPECT_THAT(r.err, Not(HasSubstr("OR3.70")));
+}
+
+// The shipped message file with a change a hostile or damaged copy could
+// bring: placed in the run's directory, it wins the search.
+std::string shippedMessages() {
+    std::ifstream in(ENTGEN_SHARE_DIR "/entgen.kmb", std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+uint32_t be32At(const std::string& b, size_t at) {
+    uint32_t v = 0;
+    for (size_t i = 0; i < 4; ++i) v = v << 8 | static_cast<unsigned char>(b[at + i]);
+    return v;
+}
+
+TEST_F(ProgramRun, AMessageFileThatDoesNotFitItsArgumentsIsRefusedNotFormatted) {
+    dir.write("cells/behv/and2.vhd", "the good model\n");
+    // Message 515, which takes nothing, asks for two strings.
+    std::string texts = shippedMessages();
+    const std::string heading("-- Entity declaration\0", 22);
+    size_t at = texts.find(heading);
+    ASSERT_NE(at, std::string::npos);
+    texts.replace(at, heading.size(), std::string("%s%s") + std::string(18, '\0'));
+    // One byte of the index, and number 514 reads as 515.
+    std::string index = shippedMessages();
+    const size_t entries = 2 + be32At(index, 2 + 16) + 4;
+    size_t entry = entries;
+    while (be32At(index, entry) != 514) entry += 12;
+    index[entry + 3] = 0x03;
+
+    for (const auto& [damaged, report] : {std::pair{texts, "Error 1024"}, {index, "Error 1006"}}) {
+        dir.write("entgen.kmb", damaged);
+        RunResult r = run({"-o", "cells:and2"});
+        EXPECT_EQ(r.status, 3) << r.err;
+        EXPECT_THAT(r.err, HasSubstr(report));
+        EXPECT_THAT(r.err, HasSubstr(dir.path("entgen.kmb")));
+        EXPECT_EQ(dir.read("cells/behv/and2.vhd"), "the good model\n");
+    }
 }
 
 }  // namespace
