@@ -174,18 +174,32 @@ int failedRemoval() {
     return errno == EACCES ? KS_NOACCESS : KS_NOTFOUND;
 }
 
-// A file system that cuts names to 14 characters made the object under the
-// cut name, which is not the one asked for: take it away again.
-void removeCutName(const char* path, int kind) {
+// The name that a file system which keeps 14 characters of a name makes of
+// `path`; empty when the last component is no longer than that.
+std::string cutName(const char* path) {
     char dir[KS_PATHMAX], last[KS_PATHMAX];
-    if (ksParse2(path, nullptr, dir, last) != KS_OK || std::strlen(last) <= 14) return;
+    if (ksParse2(path, nullptr, dir, last) != KS_OK || std::strlen(last) <= 14) return {};
     last[14] = '\0';
-    std::string cut = std::string(dir) + last;
-    if (ksExists(cut.c_str(), kind) != KS_OK) return;
-    if (kind == KS_DIR)
-        ksSysV.rmdir(cut.c_str());
-    else
-        ksSysV.unlink(cut.c_str());
+    return std::string(dir) + last;
+}
+
+// Creation under a full name that a file system may cut. When the object
+// isn't there under its full name afterwards, the one this call made under
+// the cut name is taken away again, and only that: an object of the cut
+// name that was there before the call is another one's.
+template <typename Make>
+int createUncut(const char* path, int kind, Make make) {
+    std::string cut = cutName(path);
+    bool cutWasThere = !cut.empty() && ksExists(cut.c_str(), KS_ANY) == KS_OK;
+    if (int st = make(); st != KS_OK) return st;
+    if (ksExists(path, kind) == KS_OK) return KS_OK;
+    if (!cut.empty() && !cutWasThere && ksExists(cut.c_str(), kind) == KS_OK) {
+        if (kind == KS_DIR)
+            ksSysV.rmdir(cut.c_str());
+        else
+            ksSysV.unlink(cut.c_str());
+    }
+    return KS_NOACCESS;
 }
 
 int createDir(const char* path) {
@@ -194,10 +208,10 @@ int createDir(const char* path) {
     char p[KS_PATHMAX];
     std::memcpy(p, path, n + 1);
     if (p[n - 1] == '/') p[n - 1] = '\0';
-    ksSysV.mkdir(p, 0777);
-    if (ksExists(p, KS_DIR) == KS_OK) return KS_OK;
-    removeCutName(p, KS_DIR);
-    return KS_NOACCESS;
+    return createUncut(p, KS_DIR, [&] {
+        ksSysV.mkdir(p, 0777);
+        return KS_OK;
+    });
 }
 
 // Joins a directory that ends in '/' and a name, if the result fits.
@@ -500,12 +514,12 @@ uint32_t ksFtime(const char* path) {
 int ksCreate(const char* path, int kind) {
     if (!path || std::strlen(path) >= KS_PATHMAX) return KS_BADSPEC;
     if (kind == KS_DIR) return createDir(path);
-    FILE* f = std::fopen(path, "w+");
-    if (!f) return KS_NOCREATE;
-    std::fclose(f);
-    if (ksExists(path, KS_FILE) == KS_OK) return KS_OK;
-    removeCutName(path, KS_FILE);
-    return KS_NOACCESS;
+    return createUncut(path, KS_FILE, [&] {
+        FILE* f = std::fopen(path, "w+");
+        if (!f) return KS_NOCREATE;
+        std::fclose(f);
+        return KS_OK;
+    });
 }
 
 int ksDelete(const char* path, int kind) {

@@ -70,7 +70,10 @@ int ksExists2(const char* path, int kind, char* out);
 // The time of ksInfo, or 0 for a missing object.
 uint32_t ksFtime(const char* path);
 
-// KS_DIR makes a directory, any other kind a file.
+// KS_DIR makes a directory, any other kind a file. KS_NOACCESS when the
+// object isn't there under its full name afterwards; what the call made
+// under a name the file system cut to 14 characters is taken away again,
+// and nothing that had that name before.
 int ksCreate(const char* path, int kind);
 // Refuses (KS_NOACCESS) an object with no write bit in its mode, whoever runs.
 int ksDelete(const char* path, int kind);

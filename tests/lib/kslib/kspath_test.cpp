@@ -232,6 +232,24 @@ TEST_F(FileChange, DeleteRefusesReadOnlyObjectsWhoeverRuns) {
     EXPECT_TRUE(dir.exists("ro") && dir.exists("rodir"));
 }
 
+TEST_F(FileChange, AFailedCreationTakesAwayOnlyTheCutNameItMade) {
+    // A file holds the name: no directory is made, and the directory of the
+    // 14-character name that was there before stays.
+    dir.write("very_long_directory_name", "");
+    dir.mkdir("very_long_dire");
+    EXPECT_EQ(ksCreate("very_long_directory_name", KS_DIR), KS_NOACCESS);
+    EXPECT_TRUE(dir.exists("very_long_dire"));
+    // A file system that cuts names: what this call made under the cut name goes.
+    SysSwap swap;
+    ksSysV.mkdir = [](const char* path, mode_t mode) {
+        return ::mkdir(std::string(path).substr(0, 14).c_str(), mode);
+    };
+    EXPECT_EQ(ksCreate("another_long_name", KS_DIR), KS_NOACCESS);
+    EXPECT_FALSE(dir.exists("another_long_n"));
+    EXPECT_EQ(ksCreate("very_long_directory_name", KS_DIR), KS_NOACCESS);
+    EXPECT_TRUE(dir.exists("very_long_dire"));
+}
+
 // Names (without directory) that ksLoop2 hands to its callback.
 struct Listing {
     int status;
