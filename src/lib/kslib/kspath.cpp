@@ -6,6 +6,7 @@
 #include "kspath.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -676,6 +677,18 @@ int ksTimer(int mode, uint32_t* out) {
     long diff = (gday * 24L + ghour) - (lday * 24L + lhour);
     *out = static_cast<uint32_t>(now - diff * 3600);
     return KS_OK;
+}
+
+void ksStdFilesOpen() {
+    for (int fd = 0; fd <= 2; ++fd) {
+        if (fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+        // The lowest free descriptor is this one, since those below are open.
+        int got = open("/dev/null", fd == 0 ? O_RDONLY : O_WRONLY);
+        if (got >= 0 && got != fd) {
+            dup2(got, fd);
+            close(got);
+        }
+    }
 }
 
 void ksSleepSec(unsigned seconds) {

@@ -113,6 +113,11 @@ enum {
     KS_TIMER_MONTHCENTI = 1,  // centiseconds since the start of the local month
 };
 int ksTimer(int mode, uint32_t* out);
+// Makes sure that descriptors 0, 1 and 2 are open, on /dev/null where they
+// are not, so that no file the program opens takes the place of a standard
+// stream: answers would be read from it, reports written into it. The
+// first call of a program's main.
+void ksStdFilesOpen();
 void ksSleepSec(unsigned seconds);
 [[noreturn]] void ksCoreDump();
 

@@ -209,6 +209,22 @@ TEST_F(ProgramRun, LibraryWalkTakesTheLowestVersionAndReportsAStrayFileOnce) {
     EXPECT_THAT(r.err, Not(HasSubstr("OR3.70")));
 }
 
+TEST_F(ProgramRun, ClosedStandardStreamsLendTheirPlaceToNoFile) {
+    // No input: the questions take their defaults and the run ends, as at
+    // the end of an input, not reading answers from a file of its own.
+    RunResult r = runEntgen(dir.path(), {}, "", {}, {0});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.err, HasSubstr("Translate library or symbol?[symbol]: Symbol name:: "));
+    EXPECT_EQ(count(r.err, "Translate library or symbol?"), 1u) << r.err;
+    // No output: the model holds the model alone, and the reports go nowhere.
+    RunResult open = run({"-o", "cells:and2"});
+    ASSERT_EQ(open.status, 0) << open.err;
+    const std::string model = dir.read("cells/behv/and2.vhd");
+    r = runEntgen(dir.path(), {"-o", "cells:and2"}, "", {}, {1, 2});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(dir.read("cells/behv/and2.vhd"), model);
+}
+
 // The shipped message file with a change a hostile or damaged copy could
 // bring: placed in the run's directory, it wins the search.
 std::string shippedMessages() {
