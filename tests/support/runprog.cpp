@@ -36,6 +36,9 @@ RunResult runProgram(const std::string& program, const std::string& dir,
             if (fd > 2) close(fd);
         for (int fd : closed) close(fd);
         for (const std::string& e : env) putenv(strdup(e.c_str()));
+        // A program that hangs ends, and its test fails, instead of waiting
+        // for the test driver's time limit.
+        alarm(60);
         std::vector<char*> argv;
         argv.push_back(const_cast<char*>(program.c_str()));
         for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));

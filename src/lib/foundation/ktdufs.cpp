@@ -184,7 +184,9 @@ size_t writeString(ktDufsB* h, const char* text) {
 ktDufsB* ktDufsBFopen(const char* path, const char* mode) {
     if (!path || !mode) fail(KT_EX_PRECOND, "ktDufsBFopen", nullptr, KTM_DUFS_NULLARG);
     std::string binaryMode = std::string(mode) + "b";
-    FILE* f = std::fopen(path, binaryMode.c_str());
+    // A file read is input from outside: only a regular file, never waited on.
+    FILE* f = std::strchr(mode, 'r') ? ksFopen(path, binaryMode.c_str())
+                                     : std::fopen(path, binaryMode.c_str());
     if (!f) return nullptr;
 
     bool writes = std::strchr(mode, 'w') != nullptr;

@@ -560,6 +560,34 @@ int ksXfer(FILE* from, FILE* to) {
     return std::ferror(from) ? KS_IOERROR : KS_OK;
 }
 
+FILE* ksFopen(const char* path, const char* mode) {
+    struct stat st;
+    if (!path || !mode || mode[0] != 'r' || std::strchr(mode, '+')) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    // Looked at before the open, which itself has effects on a device and
+    // waits on a FIFO; and again on what was opened, which may have been
+    // put there meanwhile.
+    if (ksSysV.stat(path, &st) != 0) return nullptr;
+    auto regular = [](const struct stat& s) {
+        if (S_ISREG(s.st_mode)) return true;
+        errno = EINVAL;
+        return false;
+    };
+    if (!regular(st)) return nullptr;
+    int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    FILE* f = nullptr;
+    if (fstat(fd, &st) == 0 && regular(st) && fcntl(fd, F_SETFL, 0) == 0) f = fdopen(fd, mode);
+    if (!f) {
+        int e = errno;
+        close(fd);
+        errno = e;
+    }
+    return f;
+}
+
 int ksCopy(const char* from, const char* to) {
     if (!from || !to) return KS_BADSPEC;
     std::unique_ptr<FILE, decltype(&std::fclose)> in(std::fopen(from, "rb"), &std::fclose);

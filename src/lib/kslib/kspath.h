@@ -83,6 +83,11 @@ int ksRename(const char* from, const char* to);
 int ksCopy(const char* from, const char* to);
 // Copies the rest of one stream to another.
 int ksXfer(FILE* from, FILE* to);
+// fopen for reading ("r" or "rb") that takes only a regular file: a FIFO,
+// a device or a directory at `path` gives null with errno EINVAL at once,
+// never a wait on it or a read that doesn't end. Every file the system
+// reads from outside is opened here.
+FILE* ksFopen(const char* path, const char* mode);
 
 // Called by ksLoop2 with each matching path; 0 ends the loop.
 using ksLoopProc = int (*)(const char* path, void* data);

@@ -3,6 +3,8 @@
 // D of KDIR in order, D/532/ (marked as a version level) and then D.
 #include "kssrch.h"
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -96,6 +98,10 @@ struct Spec {
 bool found(const char* path, int kind, char* out) {
     char abs[KS_PATHMAX];
     if (ksExists2(path, kind, abs) != KS_OK) return false;
+    // A support file is a regular file: a FIFO or a device of its name
+    // would hang its reader, so the search goes on past it.
+    struct stat st;
+    if (kind == KS_FILE && (ksSysV.stat(path, &st) != 0 || !S_ISREG(st.st_mode))) return false;
     if (out) std::strcpy(out, abs);
     return true;
 }

@@ -5,7 +5,9 @@
 // D/N; the first hit wins. 532 is the compatible version, the level under
 // which a site keeps files for this release beside older ones. KDIR is read
 // once, at the first search; an absolute file name is never looked
-// for along it. Calls return KS_ status numbers and never print.
+// for along it. A file asked for as KS_FILE is found only as a regular
+// file: a FIFO or a device of its name is passed over. Calls return KS_
+// status numbers and never print.
 #pragma once
 
 // The value of an environment variable, cut to 2047 characters, into a

@@ -65,7 +65,7 @@ template <typename Visit>
 int walkIndex(const kqLibDirectory* dir, const Kind& k, Visit visit) {
     char path[KS_PATHMAX];
     if (ksMerge(path, nullptr, qlm_id_get_path(dir), k.subdir, "tbl") != KS_OK) return 0;
-    File f{std::fopen(path, "rb"), &std::fclose};
+    File f{ksFopen(path, "rb"), &std::fclose};
     if (!f) return 0;
     char rec[QFM_MEGARECORD];
     while (std::fread(rec, 1, sizeof rec, f.get()) == sizeof rec) {

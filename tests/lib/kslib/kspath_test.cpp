@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -248,6 +252,20 @@ TEST_F(FileChange, AFailedCreationTakesAwayOnlyTheCutNameItMade) {
     EXPECT_FALSE(dir.exists("another_long_n"));
     EXPECT_EQ(ksCreate("very_long_directory_name", KS_DIR), KS_NOACCESS);
     EXPECT_TRUE(dir.exists("very_long_dire"));
+}
+
+TEST_F(FileChange, ReadingTakesOnlyARegularFileAndNeverWaits) {
+    dir.write("plain", "text");
+    ASSERT_EQ(mkfifo("fifo", 0644), 0);
+    dir.mkdir("sub");
+    std::unique_ptr<FILE, decltype(&std::fclose)> f(ksFopen("plain", "r"), &std::fclose);
+    ASSERT_TRUE(f);
+    EXPECT_EQ(std::fgetc(f.get()), 't');
+    for (const char* other : {"fifo", "sub", "/dev/zero", "missing"}) {
+        errno = 0;
+        EXPECT_EQ(ksFopen(other, "r"), nullptr) << other;
+        EXPECT_NE(errno, 0) << other;
+    }
 }
 
 // Names (without directory) that ksLoop2 hands to its callback.

@@ -1,6 +1,7 @@
 #include "kssrch.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -104,6 +105,17 @@ TEST_F(Search, KdirDirectoriesTooLongForAPathArePassedOver) {
     d2.write("N", "");
     useKdir("/" + std::string(300, 'x') + ":/" + std::string(252, 'y') + ":" + d2.path());
     EXPECT_EQ(find("N"), d2.path("N"));
+}
+
+TEST_F(Search, ASupportFileIsARegularFile) {
+    // A FIFO or a device of the name would hang its reader: the search
+    // passes over it to the next place.
+    ASSERT_EQ(mkfifo("N", 0644), 0);
+    ASSERT_EQ(symlink("/dev/zero", "Z"), 0);
+    d1.write("N", "");
+    EXPECT_EQ(find("N"), d1.path("N"));
+    EXPECT_EQ(find("Z"), "-Z");
+    EXPECT_EQ(find("Z", KS_ANY), def + "Z");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 // whose counts follow the translator's own tally.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -223,6 +224,17 @@ TEST_F(ProgramRun, ClosedStandardStreamsLendTheirPlaceToNoFile) {
     r = runEntgen(dir.path(), {"-o", "cells:and2"}, "", {}, {1, 2});
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(dir.read("cells/behv/and2.vhd"), model);
+}
+
+TEST_F(ProgramRun, SupportFilesThatAreNoFilesAreNotWaitedOn) {
+    // A FIFO of the message file's name is passed over for the real one; one
+    // of the library list's name is a missing library list.
+    ASSERT_EQ(mkfifo(dir.path("entgen.kmb").c_str(), 0644), 0);
+    std::filesystem::remove(dir.path("scrivet.ini"));
+    ASSERT_EQ(mkfifo(dir.path("scrivet.ini").c_str(), 0644), 0);
+    RunResult r = run({"-o", "cells:and2"});
+    EXPECT_EQ(r.status, 1) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("Error 552:"));
 }
 
 // The shipped message file with a change a hostile or damaged copy could
