@@ -63,13 +63,19 @@ void buildKdirList() {
     ktStrncpyNullTerm(compatVersion, ktCompatibleVersionV, sizeof compatVersion);
     char value[kEnvMax];
     if (ksTrnlog("KDIR", value) != KS_OK) return;
+    // Where the value was cut inside an entry, the head of that entry would
+    // name another directory.
+    const char* full = std::getenv("KDIR");
+    const char* end = value + std::strlen(value);
+    bool cutEntry = full && std::strlen(full) > kEnvMax - 1 &&
+                    !std::strchr(kSeparators, full[kEnvMax - 1]);
     char dir[KS_PATHMAX];
     const char* p = value;
     for (;;) {
         const char* start = p + std::strspn(p, kSeparators);
         if (!(p = ktStrTok(p, dir, sizeof dir, kSeparators))) break;
         // A directory cut to fit would be another directory.
-        if (static_cast<size_t>(p - start) > kMaxLen) continue;
+        if (static_cast<size_t>(p - start) > kMaxLen || (cutEntry && p == end)) continue;
         if (*compatVersion) {
             char versioned[KS_PATHMAX];
             std::strcpy(versioned, dir);

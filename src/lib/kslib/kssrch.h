@@ -6,8 +6,9 @@
 // which a site keeps files for this release beside older ones. KDIR is read
 // once, at the first search; an absolute file name is never looked
 // for along it. A file asked for as KS_FILE is found only as a regular
-// file: a FIFO or a device of its name is passed over. Calls return KS_
-// status numbers and never print.
+// file: a FIFO or a device of its name is passed over. Of a KDIR longer
+// than the 2047 characters kept, the entry that the cut reaches is dropped.
+// Calls return KS_ status numbers and never print.
 #pragma once
 
 // The value of an environment variable, cut to 2047 characters, into a

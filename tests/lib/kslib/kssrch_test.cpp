@@ -107,6 +107,19 @@ TEST_F(Search, KdirDirectoriesTooLongForAPathArePassedOver) {
     EXPECT_EQ(find("N"), d2.path("N"));
 }
 
+TEST_F(Search, AnEntryThatTheCutOfKdirReachesIsDropped) {
+    // KDIR is kept to 2047 characters. Cut inside "<d2>/xlonger", its head
+    // "<d2>/x" would name another directory.
+    d2.write("x/N", "");
+    std::string head = d2.path("x");
+    useKdir(std::string(2047 - head.size(), ':') + d2.path("xlonger"));
+    EXPECT_EQ(find("N"), "-N");
+    // Cut just behind an entry, the entry is whole.
+    ksKdirReset();
+    useKdir(std::string(2047 - head.size(), ':') + head + ":" + d1.path());
+    EXPECT_EQ(find("N"), head + "/N");
+}
+
 TEST_F(Search, ASupportFileIsARegularFile) {
     // A FIFO or a device of the name would hang its reader: the search
     // passes over it to the next place.
