@@ -45,7 +45,7 @@
 #define KTM_ERR_HELPKEEP 1153 /* "How many error log files of earlier runs to keep; 0 names the log after the program alone and replaces the earlier one." */
 
 /* Memory */
-#define KTM_BADBLOCKSIZE 1201 /* "[W] KT_BLOCKSIZE=%s is not a multiple of 8 of at least 160; the free lists use chunks of %d bytes" */
+#define KTM_BADBLOCKSIZE 1201 /* "[W] KT_BLOCKSIZE=%s is not a multiple of 8 from 160 to 1048576; the free lists use chunks of %d bytes" */
 
 /* Strings */
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -104,6 +105,30 @@ TEST(NumberRecognition, SignPointAndExponent) {
          {"", "+", "-", "e5", "1e", "1.2.3", "1e5e2", "1e2.5", "--1", "1-", "0x1f", " 1", "1a"})
         EXPECT_EQ(ktStrIsnum(no), 0) << no;
     EXPECT_EQ(ktStrIsnum(nullptr), 0);
+}
+
+TEST(NumberReading, AsPercentLdReadsButWithinItsRange) {
+    const struct {
+        const char* text;
+        int result;
+        long value;
+    } cases[] = {
+        {" 4abc", 1, 4},           {"-7", 1, -7},
+        {"+10", 1, 10},            {"11", -1, 10},
+        {"-11", -1, -10},          {"9223372036854775807", -1, 10},
+        {"99999999999999999999", -1, 10}, {"-99999999999999999999", -1, -10},
+        {"abc", 0, 555},           {"-", 0, 555},
+    };
+    for (const auto& c : cases) {
+        long value = 555;
+        EXPECT_EQ(ktStrCvtToLong(c.text, -10, 10, &value), c.result) << c.text;
+        EXPECT_EQ(value, c.value) << c.text;
+    }
+    long value = 0;
+    const char* end = nullptr;
+    EXPECT_EQ(ktStrCvtToLong("9223372036854775807 rest", LONG_MIN, LONG_MAX, &value, &end), 1);
+    EXPECT_EQ(value, LONG_MAX);
+    EXPECT_STREQ(end, " rest");
 }
 
 TEST(Tokens, RunsOfDelimitersSeparateAndLongTokensAreCut) {
