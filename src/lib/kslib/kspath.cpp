@@ -447,8 +447,8 @@ int ksConvPath(const char* path, char* out) {
     return KS_OK;
 }
 
-int ksAbsPath2(const char* path, char* out) {
-    if (!path || !out) return KS_BADSPEC;
+int ksAbsPath2(const char* path, ksPathBuf& out) {
+    if (!path) return KS_BADSPEC;
     char work[KS_PATHMAX];
     if (ksConvPath(path, work) != KS_OK) return KS_BADSPEC;
     int st = expandHome(work);
@@ -472,8 +472,7 @@ int ksAbsPath2(const char* path, char* out) {
     return KS_OK;
 }
 
-int ksAbsPath(char* path) {
-    if (!path) return KS_BADSPEC;
+int ksAbsPath(ksPathBuf& path) {
     size_t n = std::strlen(path);
     bool slash = n && path[n - 1] == '/';
     char out[KS_PATHMAX];
@@ -502,7 +501,7 @@ int ksExists(const char* path, int kind) {
     return (kind == KS_ANY || kind == is) ? KS_OK : KS_NOTFOUND;
 }
 
-int ksExists2(const char* path, int kind, char* out) {
+int ksExists2(const char* path, int kind, ksPathBuf& out) {
     if (ksExists(path, kind) != KS_OK) return KS_NOTFOUND;
     return ksAbsPath2(path, out);
 }
@@ -644,7 +643,7 @@ int ksLoop2(const char* pattern, int kind, ksLoopProc proc, void* data) {
     return count ? KS_OK : KS_NOTFOUND;
 }
 
-int ksGetdef(char* dir) {
+int ksGetdef(ksPathBuf& dir) {
     if (!haveDefDir) {
         char buf[KS_PATHMAX];
         if (!ksSysV.getcwd(buf, sizeof buf)) return KS_ERROR;
@@ -656,7 +655,7 @@ int ksGetdef(char* dir) {
         std::strcpy(defDir, buf);
         haveDefDir = true;
     }
-    if (dir) std::strcpy(dir, defDir);
+    std::strcpy(dir, defDir);
     return KS_OK;
 }
 

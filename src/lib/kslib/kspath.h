@@ -36,8 +36,11 @@ enum {
 // directory (so do block devices and sockets), all else as a file.
 enum { KS_DIR = 2, KS_FILE = 3, KS_ANY = 4 };
 
-// Every path buffer handed to this layer holds this many bytes.
+// Every path buffer handed to this layer holds this many bytes. A call that
+// writes a whole path takes it by this type, so that the compiler checks
+// every caller's buffer.
 constexpr int KS_PATHMAX = 256;
+using ksPathBuf = char[KS_PATHMAX];
 
 // Splitting and joining. Outputs may be null.
 int ksParse(const char* path, char* dev, char* dir, char* name, char* ext);
@@ -57,16 +60,16 @@ int ksConvPath(const char* path, char* out);
 // The absolute path: '~' and '~user' expanded, "." and ".." resolved (".."
 // stops at the root), relative paths taken from the default directory. A
 // trailing '/' is kept, as is a '.' that ends the last component.
-int ksAbsPath2(const char* path, char* out);
+int ksAbsPath2(const char* path, ksPathBuf& out);
 // ksAbsPath2 in place; a trailing '/' is there only if the input had one.
-int ksAbsPath(char* path);
+int ksAbsPath(ksPathBuf& path);
 
 // File status. `time` is the modification time as local-clock seconds
 // since the start of 1970: comparable, but not a UTC time stamp.
 int ksInfo(const char* path, uint32_t* time, long* size, int* kind);
 int ksExists(const char* path, int kind);
 // As ksExists, and gives the object's absolute path.
-int ksExists2(const char* path, int kind, char* out);
+int ksExists2(const char* path, int kind, ksPathBuf& out);
 // The time of ksInfo, or 0 for a missing object.
 uint32_t ksFtime(const char* path);
 
@@ -100,7 +103,7 @@ int ksLoop2(const char* pattern, int kind, ksLoopProc proc, void* data);
 
 // The process's default directory, ending in '/', as it was at the first
 // call: later changes of directory are not seen.
-int ksGetdef(char* dir);
+int ksGetdef(ksPathBuf& dir);
 // Forgets the default directory, so that the next ksGetdef reads it anew:
 // for a program that changes directory on purpose, and for tests.
 void ksGetdefReset();

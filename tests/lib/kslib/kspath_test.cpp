@@ -12,8 +12,11 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
+#include "kssrch.h"
+#include "ktdufs.h"
 #include "kterr.h"
 #include "ktex.h"
 #include "tempdir.h"
@@ -97,6 +100,23 @@ TEST_F(PathLimits, TwoHundredFiftyFiveCharactersAndNoMore) {
         EXPECT_EQ(l.op(rep('n', 256 - l.extra)), KS_BADSPEC) << l.what;
         EXPECT_EQ(l.op(rep('n', 257 - l.extra)), KS_BADSPEC) << l.what;
     }
+}
+
+TEST(PathBuffers, AWholePathIsWrittenOnlyIntoABufferTypedToItsSize) {
+    using Small = char (&)[KS_PATHMAX - 1];
+    using Whole = ksPathBuf&;
+    static_assert(std::is_invocable_v<decltype(ksAbsPath), Whole>);
+    static_assert(!std::is_invocable_v<decltype(ksAbsPath), Small>);
+    static_assert(!std::is_invocable_v<decltype(ksAbsPath), char*>);
+    static_assert(!std::is_invocable_v<decltype(ksAbsPath2), const char*, Small>);
+    static_assert(!std::is_invocable_v<decltype(ksExists2), const char*, int, Small>);
+    static_assert(!std::is_invocable_v<decltype(ksGetdef), Small>);
+    static_assert(!std::is_invocable_v<decltype(ksSrchdirs), const char*, int, Small>);
+    static_assert(!std::is_invocable_v<decltype(ksGetini), const char*, Small>);
+    static_assert(!std::is_invocable_v<decltype(ksSrchkdirs), const char*, int, Small>);
+    static_assert(!std::is_invocable_v<decltype(ksFindExeInPath), const char*, Small>);
+    static_assert(!std::is_invocable_v<decltype(ktDufsBReadString), ktDufsB*, Small>);
+    SUCCEED();
 }
 
 TEST(PathSplit, ExtensionIsBehindTheLastDotThatDoesNotLead) {
