@@ -6,8 +6,6 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <regex>
-#include <sstream>
 
 namespace {
 int32_t part(const char* version, int i) {
@@ -72,29 +70,4 @@ void writeMessageFile(const std::string& path, const FileSpec& spec) {
     out << (spec.littleEndian ? std::string("\x01\x84", 2) : std::string("\x01\x85", 2)) << b.data;
     out.close();
     ASSERT_TRUE(out) << path;
-}
-
-FileSpec messagesFromSource(const std::string& source, std::vector<std::string>& keep) {
-    static const std::regex line(
-        R"re(^#define[ \t]+\w+[ \t]+(-?[0-9]+)[ \t]+/\*[ \t]*"(.*)"[ \t]*\*/)re");
-    FileSpec spec;
-    keep.clear();
-    keep.reserve(8);
-    std::istringstream in(source);
-    for (std::string text; std::getline(in, text);) {
-        std::smatch m;
-        if (!std::regex_search(text, m, line)) continue;
-        int number = std::stoi(m[1]);
-        std::string value = m[2];
-        if (number > 0) {
-            spec.messages.push_back({number, value});
-        } else if (number == -1 || number == -2 || number == 0) {
-            keep.push_back(value);
-            const char* kept = keep.back().c_str();
-            if (number == -1) spec.app = kept;
-            else if (number == -2) spec.label = kept;
-            else spec.version = kept;
-        }
-    }
-    return spec;
 }

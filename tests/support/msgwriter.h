@@ -32,9 +32,3 @@ struct FileSpec {
 // Writes a compiled message file byte by byte, in either order. Argument
 // tables are written empty: the reader skips them.
 void writeMessageFile(const std::string& path, const FileSpec& spec);
-
-// The messages of a text in the source form ("#define NAME N /* "text" */"),
-// without any of the compiler's checks or escapes: each text is taken as it
-// stands. Records -1, -2 and 0 become the application, the label and the
-// version, whose strings live as long as `keep`.
-FileSpec messagesFromSource(const std::string& source, std::vector<std::string>& keep);

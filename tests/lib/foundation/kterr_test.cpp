@@ -34,21 +34,16 @@ constexpr int T_WORD = 1, T_NOTE = 2, T_PLAIN = 3, T_NORIGHT = 4, T_NOLETTER = 5
 
 // A message file of the test's own, written as compiled without the
 // compiler's checks, so that it may hold texts the compiler refuses.
-constexpr const char* kMessages = R"(#define T_APP -1 /* "errtest" */
-#define T_WORD 1 /* "[W] word" */
-#define T_NOTE 2 /* "[  i]note %s" */
-#define T_PLAIN 3 /* "plain %s" */
-#define T_NORIGHT 4 /* "[W word" */
-#define T_NOLETTER 5 /* "[ ] word" */
-#define T_NOTEXT 6 /* "[W]" */
-#define T_FATAL 7 /* "[F] the end" */
-#define T_INTERNAL 8 /* "[Z] broken" */
-#define T_DISABLED 9 /* "[D] hidden" */
-#define T_LOWER 10 /* "[e]rror" */
-#define T_ODD 11 /* "[Q] odd letter" */
-#define T_STATUS 12 /* "[S] status" */
-#define T_ERROR 13 /* "[E] error %s" */
-)";
+FileSpec errtestFile() {
+    FileSpec spec;
+    spec.app = "errtest";
+    spec.messages = {{T_WORD, "[W] word"},     {T_NOTE, "[  i]note %s"},  {T_PLAIN, "plain %s"},
+                     {T_NORIGHT, "[W word"},   {T_NOLETTER, "[ ] word"},  {T_NOTEXT, "[W]"},
+                     {T_FATAL, "[F] the end"}, {T_INTERNAL, "[Z] broken"}, {T_DISABLED, "[D] hidden"},
+                     {T_LOWER, "[e]rror"},     {T_ODD, "[Q] odd letter"}, {T_STATUS, "[S] status"},
+                     {T_ERROR, "[E] error %s"}};
+    return spec;
+}
 
 // The working directory for a while, with the path layer told of it.
 struct InDir {
@@ -73,7 +68,7 @@ std::string pidLog(const std::string& base = "unknown") {
 class Reports : public ::testing::Test {
 protected:
     void SetUp() override {
-        writeMessageFile(msgDir.path("errtest.kmb"), messagesFromSource(kMessages, kept));
+        writeMessageFile(msgDir.path("errtest.kmb"), errtestFile());
         {
             InDir in(msgDir.path());
             msgfile = ktMsgFileOpen("errtest", nullptr, nullptr, nullptr, nullptr);
@@ -110,7 +105,6 @@ protected:
     }
 
     TempDir msgDir, logs;
-    std::vector<std::string> kept;  // the strings of the message file's records
     ktMsgHandle* msgfile = nullptr;
     FILE* out = nullptr;
 };
@@ -146,14 +140,6 @@ TEST_F(Reports, TheDesignatorGivesSeverityAndTextAndItsLackAComplaintInFront) {
     }
 }
 
-// A foundation file whose own complaint lacks its designator.
-constexpr const char* kBrokenLib = R"(#define KTM_APPLICATION -1 /* "ktlib" */
-#define KTM_LABEL -2 /* "5.0" */
-#define KTM_VERSIONREC 0 /* "5.3.2" */
-#define KTM_ERR_NOLEFT 1101 /* "no designator in %d of %s" */
-#define KTM_ERR_HELPSTATUS 1144 /* "plain" */
-)";
-
 void buildTwiceWithBrokenComplaint() {
     for (const char* which : {"first", "second"}) {
         ktErrObject* e = ktErrBuild(nullptr, ktMsgFile(), 1144);
@@ -165,9 +151,14 @@ void buildTwiceWithBrokenComplaint() {
 }
 
 TEST_F(FreshProcess, ABrokenComplaintIsMadeByHandAndNeverBuiltAgain) {
+    // A foundation file whose own complaint lacks its designator.
     TempDir dir;
-    std::vector<std::string> kept;
-    writeMessageFile(dir.path("ktlib.kmb"), messagesFromSource(kBrokenLib, kept));
+    FileSpec lib;
+    lib.app = "ktlib";
+    lib.label = "5.0";
+    lib.version = "5.3.2";
+    lib.messages = {{KTM_ERR_NOLEFT, "no designator in %d of %s"}, {KTM_ERR_HELPSTATUS, "plain"}};
+    writeMessageFile(dir.path("ktlib.kmb"), lib);
     InDir in(dir.path());
     const std::string byHand =
         "ktlib: Error: in call to routine ktErrBuildVa(): Problem building internal Error "
