@@ -14,16 +14,12 @@ int32_t part(const char* version, int i) {
     return v[i];
 }
 
-// The bytes of a file behind its two leading ones, in the spec's order.
+// The bytes of a file behind its two leading ones, most significant first.
 struct Bytes {
-    bool little;
     std::string data;
 
     void word(uint32_t v, int width) {
-        for (int i = 0; i < width; ++i) {
-            int shift = 8 * (little ? i : width - 1 - i);
-            data += static_cast<char>((v >> shift) & 0xFF);
-        }
+        for (int i = width - 1; i >= 0; --i) data += static_cast<char>((v >> (8 * i)) & 0xFF);
     }
     void int32(int32_t v) { word(static_cast<uint32_t>(v), 4); }
     void int16(int v) { word(static_cast<uint32_t>(v) & 0xFFFF, 2); }
@@ -33,7 +29,7 @@ struct Bytes {
 }  // namespace
 
 void writeMessageFile(const std::string& path, const FileSpec& spec) {
-    Bytes b{spec.littleEndian, std::string(4 * KT_MSG_HEADERWORDS, '\0')};
+    Bytes b{std::string(4 * KT_MSG_HEADERWORDS, '\0')};
     auto stringRecord = [&](const char* text) -> int32_t {
         if (!text) return 0;
         int32_t at = b.at();
@@ -61,13 +57,13 @@ void writeMessageFile(const std::string& path, const FileSpec& spec) {
         for (int32_t w : {e.number, e.offset, e.length}) b.int32(w);
     header[KT_MSG_HMAGIC] = spec.magic;
     for (int i = 0; i < 3; ++i) header[KT_MSG_HMAJOR + i] = part(spec.version, i);
-    Bytes head{spec.littleEndian, {}};
+    Bytes head;
     for (int32_t w : header) head.int32(w);
     b.data.replace(0, head.data.size(), head.data);
     b.data.resize(b.data.size() - std::min(spec.cut, b.data.size()));
 
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << (spec.littleEndian ? std::string("\x01\x84", 2) : std::string("\x01\x85", 2)) << b.data;
+    out << "\x01\x85" << b.data;
     out.close();
     ASSERT_TRUE(out) << path;
 }

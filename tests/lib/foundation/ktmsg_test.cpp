@@ -64,21 +64,6 @@ protected:
     std::vector<ktMsgHandle*> opened;  // closed at the end, once per open
 };
 
-TEST_F(MessageFiles, BigAndLittleEndianFilesReadTheSame) {
-    FileSpec spec;
-    spec.version = "5.3.1";
-    spec.app = "demo";
-    spec.messages = {{7, "[W] %2$s before %1$d"}, {3, "three"}};
-    ktMsgHandle* big = open("bigend", spec, "5.3.1", "5.3.1");
-    spec.littleEndian = true;
-    ktMsgHandle* little = open("littleend", spec, "5.3.1", "5.3.1");
-    EXPECT_EQ(dir.read("littleend.kmb").substr(0, 6), std::string("\x01\x84\x03\x02\x01\x00", 6));
-    for (ktMsgHandle* h : {big, little}) {
-        EXPECT_EQ(std::string(ktMsgStatic(h, 7, 12, "text")), "[W] text before 12");
-        EXPECT_EQ(textOf(h, 3), "three");
-    }
-}
-
 TEST_F(MessageFiles, SameNameSharesOneHandleUntilTheLastClose) {
     ktMsgHandle* h = open("shared", numbered(1, 1));
     ktMsgHandle* again = ktMsgFileOpen("shared", nullptr, nullptr, nullptr, nullptr);
