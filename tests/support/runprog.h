@@ -16,8 +16,7 @@ struct RunResult {
 // 2) closed, as a careless caller may start it.
 RunResult runProgram(const std::string& program, const std::string& dir,
                      const std::vector<std::string>& args, const std::string& input = "",
-                     const std::vector<std::string>& env = {},
-                     const std::vector<int>& closed = {});
+                     const std::vector<std::string>& env = {}, const std::vector<int>& closed = {});
 
 // Runs the entgen program with `args` in `dir`; KDIR names the build's
 // support directory unless `env` sets it (entries "NAME=value").

@@ -287,7 +287,8 @@ bool writeIndex(ktDufsB* f, const Compiler& c) {
     int32_t count = static_cast<int32_t>(words.size() / 3);
     if (ktDufsBWrite(f, &count, 1, KT_DUFS_INT) != 1) return false;
     // A source without messages has an index of its count alone.
-    return words.empty() || ktDufsBWrite(f, words.data(), words.size(), KT_DUFS_INT) == words.size();
+    return words.empty() ||
+           ktDufsBWrite(f, words.data(), words.size(), KT_DUFS_INT) == words.size();
 }
 
 int32_t offsetOf(const Compiler& c, int number) {
@@ -381,7 +382,8 @@ bool readWhole(const char* path, std::string& text) {
 }
 
 int usage() {
-    std::fprintf(stderr, "usage: kmbc [-d LETTERS] source output\n       kmbc -s output.cpp source...\n");
+    std::fprintf(stderr,
+                 "usage: kmbc [-d LETTERS] source output\n       kmbc -s output.cpp source...\n");
     return 2;
 }
 
@@ -449,9 +451,8 @@ int compileFile(Compiler& c, const char* output) {
         std::fprintf(stderr, "%s: the compiled file would pass 2 GB\n", c.source);
         return 1;
     }
-    return writeAtomically(output, [&](const char* path) {
-               return writeMessageFile(c, path, indexOffset);
-           })
+    return writeAtomically(output,
+                           [&](const char* path) { return writeMessageFile(c, path, indexOffset); })
                ? 0
                : 1;
 }

@@ -26,10 +26,10 @@ char unknownProgram[] = "unknown";
 
 // The log: when it is wanted and usable, its name and its stream.
 struct LogState {
-    int usable;   // 0 once the file could not be opened
-    int enabled;  // logging wanted
-    int opened;   // a name was made and an open tried
-    int fresh;    // an old file of the same name is still to be deleted
+    int usable;                // 0 once the file could not be opened
+    int enabled;               // logging wanted
+    int opened;                // a name was made and an open tried
+    int fresh;                 // an old file of the same name is still to be deleted
     char (*path)[KS_PATHMAX];  // absolute after the open
     char* program;
     FILE* stream;

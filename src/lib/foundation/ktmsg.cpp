@@ -549,14 +549,22 @@ int onArgsPiece(const ktSpFmtDesc* d, void* data) {
 
 char letterOf(int type) {
     switch (type & ~(KT_SPFMT_STARWIDTH | KT_SPFMT_STARPREC)) {
-        case KT_SPFMT_INT: return 'd';
-        case KT_SPFMT_SHORT: return 'h';
-        case KT_SPFMT_LONG: return 'l';
-        case KT_SPFMT_INT64: return 'L';
-        case KT_SPFMT_DOUBLE: return 'f';
-        case KT_SPFMT_CHAR: return 'c';
-        case KT_SPFMT_STRING: return 's';
-        default: return 'p';
+        case KT_SPFMT_INT:
+            return 'd';
+        case KT_SPFMT_SHORT:
+            return 'h';
+        case KT_SPFMT_LONG:
+            return 'l';
+        case KT_SPFMT_INT64:
+            return 'L';
+        case KT_SPFMT_DOUBLE:
+            return 'f';
+        case KT_SPFMT_CHAR:
+            return 'c';
+        case KT_SPFMT_STRING:
+            return 's';
+        default:
+            return 'p';
     }
 }
 
@@ -777,7 +785,8 @@ int ktMsgArgsOf(const char* text, ktMsgArgs* out) {
     *out = ktMsgArgs{};
     ArgsReader r{out};
     ktSpFmtParse(text ? text : "", onArgsPiece, &r);
-    if (!r.refused && r.firstUnused()) r.refuse("argument position %d is left out", r.firstUnused());
+    if (!r.refused && r.firstUnused())
+        r.refuse("argument position %d is left out", r.firstUnused());
     if (r.refused) return 0;
     for (int i = 0; i < out->count; ++i) out->signature[i] = letterOf(out->types[i]);
     out->signature[out->count] = '\0';

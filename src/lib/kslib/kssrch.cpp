@@ -67,8 +67,8 @@ void buildKdirList() {
     // name another directory.
     const char* full = std::getenv("KDIR");
     const char* end = value + std::strlen(value);
-    bool cutEntry = full && std::strlen(full) > kEnvMax - 1 &&
-                    !std::strchr(kSeparators, full[kEnvMax - 1]);
+    bool cutEntry =
+        full && std::strlen(full) > kEnvMax - 1 && !std::strchr(kSeparators, full[kEnvMax - 1]);
     char dir[KS_PATHMAX];
     const char* p = value;
     for (;;) {

@@ -37,11 +37,12 @@ constexpr int T_WORD = 1, T_NOTE = 2, T_PLAIN = 3, T_NORIGHT = 4, T_NOLETTER = 5
 FileSpec errtestFile() {
     FileSpec spec;
     spec.app = "errtest";
-    spec.messages = {{T_WORD, "[W] word"},     {T_NOTE, "[  i]note %s"},  {T_PLAIN, "plain %s"},
-                     {T_NORIGHT, "[W word"},   {T_NOLETTER, "[ ] word"},  {T_NOTEXT, "[W]"},
-                     {T_FATAL, "[F] the end"}, {T_INTERNAL, "[Z] broken"}, {T_DISABLED, "[D] hidden"},
-                     {T_LOWER, "[e]rror"},     {T_ODD, "[Q] odd letter"}, {T_STATUS, "[S] status"},
-                     {T_ERROR, "[E] error %s"}};
+    spec.messages = {
+        {T_WORD, "[W] word"},     {T_NOTE, "[  i]note %s"},   {T_PLAIN, "plain %s"},
+        {T_NORIGHT, "[W word"},   {T_NOLETTER, "[ ] word"},   {T_NOTEXT, "[W]"},
+        {T_FATAL, "[F] the end"}, {T_INTERNAL, "[Z] broken"}, {T_DISABLED, "[D] hidden"},
+        {T_LOWER, "[e]rror"},     {T_ODD, "[Q] odd letter"},  {T_STATUS, "[S] status"},
+        {T_ERROR, "[E] error %s"}};
     return spec;
 }
 

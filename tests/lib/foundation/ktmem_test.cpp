@@ -58,8 +58,10 @@ TEST_F(FreshProcess, ChunkSizeComesFromTheEnvironmentWithinItsLimits) {
         {"KT_BLOCKSIZE=1001", 1008, "KT_BLOCKSIZE=1001 is .* chunks of 1008 bytes"},
         {"KT_BLOCKSIZE=0", 160, "KT_BLOCKSIZE=0 is .* chunks of 160 bytes"},
         {"KT_BLOCKSIZE=-8", 160, "KT_BLOCKSIZE=-8 is .* chunks of 160 bytes"},
-        {"KT_BLOCKSIZE=2147483647", 1048576, "KT_BLOCKSIZE=2147483647 is .* chunks of 1048576 bytes"},
-        {"KT_BLOCKSIZE=99999999999999999999", 1048576, "KT_BLOCKSIZE=9+ is .* chunks of 1048576 bytes"},
+        {"KT_BLOCKSIZE=2147483647", 1048576,
+         "KT_BLOCKSIZE=2147483647 is .* chunks of 1048576 bytes"},
+        {"KT_BLOCKSIZE=99999999999999999999", 1048576,
+         "KT_BLOCKSIZE=9+ is .* chunks of 1048576 bytes"},
     };
     for (const Case& c : cases)
         EXPECT_EXIT(
@@ -77,8 +79,10 @@ TEST_F(FreshProcess, ChunkSizeComesFromTheEnvironmentWithinItsLimits) {
                 std::exit(0);
             },
             ExitedWithCode(0),
-            std::string("^") + (*c.warning ? std::string("ktlib: Warning 1201:  ") + c.warning + "\n" : "") +
-                "ktlib: Error 1020:  The message file handle is not that of an open message file.\n$")
+            std::string("^") +
+                (*c.warning ? std::string("ktlib: Warning 1201:  ") + c.warning + "\n" : "") +
+                "ktlib: Error 1020:  The message file handle is not that of an open message "
+                "file.\n$")
             << c.env;
 }
 

@@ -169,9 +169,12 @@ TEST_F(MessageFiles, DamagedFilesAreRefusedWithTheirPath) {
 // directory, ahead of the build's: its texts must take what the code passes.
 TEST_F(MessageFiles, ATextMustTakeTheArgumentsOfItsNumber) {
     FileSpec spec;
-    spec.messages = {{511, "[S] %s %s %s %s"}, {514, "[S] %2$s %1$s %4$d %3$d"},
-                     {515, "%s%s"},            {528, "[E] %s %hn"},
-                     {541, "[E] %s"},          {9999, "no such message in the source"}};
+    spec.messages = {{511, "[S] %s %s %s %s"},
+                     {514, "[S] %2$s %1$s %4$d %3$d"},
+                     {515, "%s%s"},
+                     {528, "[E] %s %hn"},
+                     {541, "[E] %s"},
+                     {9999, "no such message in the source"}};
     ktMsgHandle* h = open("entgen", spec);
     EXPECT_EQ(std::string(ktMsgStatic(h, 514, "Completed", "X", 1, 2)), "[S] X Completed 2 1");
     EXPECT_EQ(std::string(ktMsgStatic(h, 511, "a", "b", "c", "d")), "[S] a b c d");
@@ -203,7 +206,8 @@ TEST_F(FreshProcess, ADamagedTextOfTheOwnFileIsFatalWithAFixedText) {
             ksKdirReset();
             ktMsgStatic(ktMsgFile(), KTM_FMT_BADFORMAT, "%q");
         },
-        ExitedWithCode(3), "KTLIB Error 1024: Message #1600 in message file .*/ktlib.kmb is damaged!");
+        ExitedWithCode(3),
+        "KTLIB Error 1024: Message #1600 in message file .*/ktlib.kmb is damaged!");
 }
 
 TEST(MessageArguments, OneLetterPerPositionAndNoWritingThroughOne) {

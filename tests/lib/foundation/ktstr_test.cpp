@@ -6,7 +6,6 @@
 #include <cstring>
 #include <string>
 
-
 namespace {
 
 TEST(StringPool, CopiesOfAnyLengthAndTheSharedEmptyText) {
@@ -68,11 +67,16 @@ TEST(NumberReading, AsPercentLdReadsButWithinItsRange) {
         int result;
         long value;
     } cases[] = {
-        {" 4abc", 1, 4},           {"-7", 1, -7},
-        {"+10", 1, 10},            {"11", -1, 10},
-        {"-11", -1, -10},          {"9223372036854775807", -1, 10},
-        {"99999999999999999999", -1, 10}, {"-99999999999999999999", -1, -10},
-        {"abc", 0, 555},           {"-", 0, 555},
+        {" 4abc", 1, 4},
+        {"-7", 1, -7},
+        {"+10", 1, 10},
+        {"11", -1, 10},
+        {"-11", -1, -10},
+        {"9223372036854775807", -1, 10},
+        {"99999999999999999999", -1, 10},
+        {"-99999999999999999999", -1, -10},
+        {"abc", 0, 555},
+        {"-", 0, 555},
     };
     for (const auto& c : cases) {
         long value = 555;

@@ -80,7 +80,8 @@ protected:
     void* storedKey(const char* key) {
         void* found = nullptr;
         auto same = [](void*, void* k, void* want, void* out) {
-            if (ktStrEqu(static_cast<char*>(k), static_cast<char*>(want))) *static_cast<void**>(out) = k;
+            if (ktStrEqu(static_cast<char*>(k), static_cast<char*>(want)))
+                *static_cast<void**>(out) = k;
             return 1;
         };
         ktSymLoop(t, same, const_cast<char*>(key), &found);

@@ -103,7 +103,7 @@ TEST_F(PathLimits, TwoHundredFiftyFiveCharactersAndNoMore) {
 }
 
 TEST(PathBuffers, AWholePathIsWrittenOnlyIntoABufferTypedToItsSize) {
-    using Small = char (&)[KS_PATHMAX - 1];
+    using Small = char(&)[KS_PATHMAX - 1];
     static_assert(std::is_invocable_v<decltype(ksAbsPath), ksPathBuf&>);
     static_assert(!std::is_invocable_v<decltype(ksAbsPath), Small>);
     static_assert(!std::is_invocable_v<decltype(ksAbsPath2), const char*, Small>);
