@@ -19,12 +19,13 @@
 #define KTM_MSG_NOTFOUND 1003 /* "[E] Message file %s is in neither the current directory nor a directory of KDIR." */
 #define KTM_MSG_NOOPEN 1004 /* "[E] Message file %s can't be opened." */
 #define KTM_MSG_BADFILE 1005 /* "[E] %s is no message file, or the head of its index is damaged." */
-#define KTM_MSG_NOINDEX 1006 /* "[E] The index of message file %s can't be read." */
+#define KTM_MSG_NOINDEX 1006 /* "[E] The index of message file %s can't be read, or it is damaged." */
 #define KTM_MSG_BADVERSION 1007 /* "[E] Message file %s is not of the application, label or version this program needs." */
 #define KTM_MSG_BADHANDLE 1020 /* "[E] The message file handle is not that of an open message file." */
 #define KTM_MSG_NOMESSAGE 1021 /* "[E] There is no message %d in message file %s." */
 #define KTM_MSG_NOSEEK 1022 /* "[E] Message %d of message file %s can't be reached: the seek failed." */
 #define KTM_MSG_NOREAD 1023 /* "[E] Message %d of message file %s can't be read." */
+#define KTM_MSG_BADTEXT 1024 /* "[E] Message %d of message file %s does not take the arguments this program gives it: the file is damaged or belongs to another program." */
 
 /* Error reporting */
 #define KTM_ERR_NOLEFT 1101 /* "[E] Message %d of message file %s does not begin with a severity designator such as [E]; its text follows." */
@@ -44,7 +45,7 @@
 #define KTM_ERR_HELPKEEP 1153 /* "How many error log files of earlier runs to keep; 0 names the log after the program alone and replaces the earlier one." */
 
 /* Memory */
-#define KTM_BADBLOCKSIZE 1201 /* "[W] KT_BLOCKSIZE=%s is not a multiple of 8 of at least 160; the free lists use chunks of %d bytes" */
+#define KTM_BADBLOCKSIZE 1201 /* "[W] KT_BLOCKSIZE=%s is not a multiple of 8 from 160 to 1048576; the free lists use chunks of %d bytes" */
 
 /* Strings */
 
@@ -85,7 +86,7 @@
 #define KTM_DUFS_BADVERSION 1300 /* "[E] Format version %d of file %s is unknown." */
 #define KTM_DUFS_BADMACHINE 1301 /* "[E] File %s has an invalid machine description." */
 #define KTM_DUFS_BADFLOAT 1302 /* "[E] The floating-point formats of file %s can't be read on this machine." */
-#define KTM_DUFS_BADTYPE 1303 /* "[E] Value type %d is unknown; types are 0 to 7." */
+#define KTM_DUFS_BADTYPE 1303 /* "[E] Value type %d is unknown, or not read this way: the types are 0 to 7, and a string is read on its own." */
 #define KTM_DUFS_BADMODE 1306 /* "[E] File %s can't be opened in mode \"%s\"; the modes are \"r\", \"w\" and \"w+\"." */
 #define KTM_DUFS_BADHANDLE 1310 /* "[E] The file handle is invalid." */
 #define KTM_DUFS_NULLARG 1311 /* "[E] A required argument is null." */

@@ -20,7 +20,7 @@ std::string slurp(const std::string& path) {
 
 RunResult runProgram(const std::string& program, const std::string& dir,
                      const std::vector<std::string>& args, const std::string& input,
-                     const std::vector<std::string>& env) {
+                     const std::vector<std::string>& env, const std::vector<int>& closed) {
     const std::string in = dir + "/.stdin", out = dir + "/.stdout", err = dir + "/.stderr";
     std::ofstream(in, std::ios::binary) << input;
     pid_t pid = fork();
@@ -32,7 +32,13 @@ RunResult runProgram(const std::string& program, const std::string& dir,
         dup2(fi, 0);
         dup2(fo, 1);
         dup2(fe, 2);
+        for (int fd : {fi, fo, fe})
+            if (fd > 2) close(fd);
+        for (int fd : closed) close(fd);
         for (const std::string& e : env) putenv(strdup(e.c_str()));
+        // A program that hangs ends, and its test fails, instead of waiting
+        // for the test driver's time limit.
+        alarm(60);
         std::vector<char*> argv;
         argv.push_back(const_cast<char*>(program.c_str()));
         for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
@@ -53,10 +59,11 @@ RunResult runProgram(const std::string& program, const std::string& dir,
 }
 
 RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args,
-                    const std::string& input, const std::vector<std::string>& env) {
+                    const std::string& input, const std::vector<std::string>& env,
+                    const std::vector<int>& closed) {
     std::vector<std::string> all{"KDIR=" ENTGEN_SHARE_DIR};
     all.insert(all.end(), env.begin(), env.end());
-    return runProgram(ENTGEN_PROGRAM, dir, args, input, all);
+    return runProgram(ENTGEN_PROGRAM, dir, args, input, all, closed);
 }
 
 RunResult compileMessages(const std::string& dir, const std::string& name,

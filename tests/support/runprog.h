@@ -12,15 +12,17 @@ struct RunResult {
 };
 
 // Runs `program` with `args` in `dir`, with `env` (entries "NAME=value")
-// added to the environment.
+// added to the environment and the standard descriptors in `closed` (0, 1,
+// 2) closed, as a careless caller may start it.
 RunResult runProgram(const std::string& program, const std::string& dir,
                      const std::vector<std::string>& args, const std::string& input = "",
-                     const std::vector<std::string>& env = {});
+                     const std::vector<std::string>& env = {}, const std::vector<int>& closed = {});
 
 // Runs the entgen program with `args` in `dir`; KDIR names the build's
 // support directory unless `env` sets it (entries "NAME=value").
 RunResult runEntgen(const std::string& dir, const std::vector<std::string>& args,
-                    const std::string& input = "", const std::vector<std::string>& env = {});
+                    const std::string& input = "", const std::vector<std::string>& env = {},
+                    const std::vector<int>& closed = {});
 
 // Compiles the message source `source` with the build's message compiler
 // into `dir`/`name`.kmb; the source stays beside it as `name`_msg.h.

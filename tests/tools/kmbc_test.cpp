@@ -78,6 +78,8 @@ const Rejection kRejections[] = {
     {"version of two parts", "#define V 0 /* \"5.3\" */\n",
      "src_msg.h:1: the version record must read major.minor.patch"},
     {"unclosed text", "#define A 1 /* \"a */\n", "src_msg.h:1: the text has no closing quote"},
+    {"writing through an argument", "#define A 1 /* \"%d%ln\" */\n",
+     "src_msg.h:1: message 1: an n directive writes through its argument"},
 };
 
 TEST(CompilerRejects, EachFaultWithFileAndLineAndNoOutput) {
@@ -91,6 +93,34 @@ TEST(CompilerRejects, EachFaultWithFileAndLineAndNoOutput) {
         EXPECT_FALSE(dir.exists("out.kmb"));
         EXPECT_FALSE(dir.exists("out.kmb.part"));
     }
+}
+
+TEST(CompiledLayout, ASourceWithoutMessagesGivesAnEmptyIndex) {
+    TempDir dir;
+    RunResult r = compile(dir, "#define V 0 /* \"1.0.0\" */\n");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string file = dir.read("out.kmb");
+    ASSERT_EQ(file.size(), 2u + 60 + 8 + 4);
+    EXPECT_EQ(file.substr(file.size() - 4), be32(0));
+    EXPECT_FALSE(dir.exists("out.kmb.part"));
+}
+
+TEST(Signatures, OneTablePerSourceNamedAfterIt) {
+    TempDir dir;
+    dir.write("first_msg.h", "#define A 2 /* \"%2$s %1$*3$d\" */\n#define B 1 /* \"none\" */\n");
+    dir.write("second.h", "#define C 7 /* \"%c%f\" */\n");
+    RunResult r =
+        runProgram(KMBC_PROGRAM, dir.path(), {"-s", "sig.cpp", "first_msg.h", "second.h"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string table = dir.read("sig.cpp");
+    for (const char* line : {"    {1, \"\"},\n    {2, \"dsd\"},\n", "    {7, \"cf\"},\n",
+                             "{\"first\", kFile0, 2},", "{\"second\", kFile1, 1},"})
+        EXPECT_NE(table.find(line), std::string::npos) << line << "\n" << table;
+    // A faulty source makes no table.
+    dir.write("second.h", "#define C 7 /* \"%hn\" */\n");
+    r = runProgram(KMBC_PROGRAM, dir.path(), {"-s", "bad.cpp", "first_msg.h", "second.h"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_FALSE(dir.exists("bad.cpp"));
 }
 
 }  // namespace

@@ -15,8 +15,16 @@
 // must be unique. Every fault is reported as "file:line: text"; a source
 // with any fault gives exit status 1 and no output file.
 //
+// The same reading of the sources gives the programs their signatures: for
+// each message the letters of the arguments it takes (ktmsg.h), written as
+// a C++ table that the foundation library is built with, so that a text
+// fetched at run time is formatted only if it takes what the code passes.
+//
 // Usage: kmbc [-d LETTERS] source output
+//        kmbc -s output.cpp source...
 //   -d LETTERS   the severity designators the file may use (default DSIWEFZ)
+//   -s           write the signatures of every source named; a source
+//                "<name>_msg.h" is the message file <name>
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -31,7 +39,6 @@
 #include "ktdufs.h"
 #include "kterr.h"
 #include "ktex.h"
-#include "ktfmt.h"
 #include "ktmsg.h"
 #include "ktregexp.h"
 #include "ktstr.h"
@@ -57,11 +64,12 @@ struct Record {
     int number;  // see above
     std::string text;
     std::vector<uint16_t> args;  // a message's argument table
+    std::string signature;       // its letters
     int32_t offset = 0;          // in the output
 };
 
 struct Compiler {
-    const char* source;
+    const char* source = nullptr;
     std::string designators = kAllDesignators;
     std::vector<Record> records;
     std::map<int, int> lines;  // number -> line of its first definition
@@ -79,67 +87,12 @@ struct Compiler {
 
 // ---- the argument table of a format
 
-struct FormatCheck {
-    std::vector<int> types;  // by position - 1; 0 while unused
-    int next = 1;            // the position a plain directive takes next
-    std::string problem;
-};
-
-void useArgument(FormatCheck& fc, int position, int type) {
-    if (position < 1 || position > KT_MSG_MAXARGS) {
-        fc.problem = "more than 128 arguments";
-        return;
-    }
-    if (static_cast<size_t>(position) > fc.types.size()) fc.types.resize(position, 0);
-    int& slot = fc.types[position - 1];
-    if (slot && slot != type)
-        fc.problem = "argument " + std::to_string(position) + " is used as two types";
-    slot = type;
-}
-
-int firstUnused(const FormatCheck& fc) {
-    for (size_t i = 0; i < fc.types.size(); ++i)
-        if (!fc.types[i]) return static_cast<int>(i) + 1;
-    return 0;
-}
-
-int onFormatPiece(const ktSpFmtDesc* d, void* data) {
-    auto& fc = *static_cast<FormatCheck*>(data);
-    int kind = ktSpFmtDescIs(d);
-    if (kind == KT_SPFMT_TEXT) return 1;
-    if (kind == KT_SPFMT_INVALID) {
-        const char* rest = ktSpFmtDescStr(d);
-        // The parser finds a gap in the positions only at the format's end.
-        if (rest && *rest == '\0' && firstUnused(fc))
-            fc.problem = "argument position " + std::to_string(firstUnused(fc)) + " is left out";
-        else
-            fc.problem = std::string("bad format from \"") + (rest ? rest : "") + "\"";
-        return 0;
-    }
-    int type = ktSpFmtArgIs(d);
-    int position = ktSpFmtArgPosition(d);
-    // A `*` takes an argument of its own: ahead of the value in a plain
-    // format, at its own position in a numbered one.
-    if (position < 0) {
-        if (type & KT_SPFMT_STARWIDTH) useArgument(fc, fc.next++, KT_SPFMT_INT);
-        if (type & KT_SPFMT_STARPREC) useArgument(fc, fc.next++, KT_SPFMT_INT);
-        useArgument(fc, fc.next++, type);
-    } else {
-        if (type & KT_SPFMT_STARWIDTH) useArgument(fc, ktSpFmtArgWidth(d), KT_SPFMT_INT);
-        if (type & KT_SPFMT_STARPREC) useArgument(fc, ktSpFmtArgPrecision(d), KT_SPFMT_INT);
-        useArgument(fc, position, type);
-    }
-    return fc.problem.empty() ? 1 : 0;
-}
-
-// Fills the record's argument table, or gives the problem.
+// Fills the record's argument table and signature, or gives the problem.
 std::string checkFormat(Record& r) {
-    FormatCheck fc;
-    ktSpFmtParse(r.text.c_str(), onFormatPiece, &fc);
-    if (fc.problem.empty() && firstUnused(fc))
-        fc.problem = "argument position " + std::to_string(firstUnused(fc)) + " is left out";
-    if (!fc.problem.empty()) return fc.problem;
-    r.args.assign(fc.types.begin(), fc.types.end());
+    ktMsgArgs args;
+    if (!ktMsgArgsOf(r.text.c_str(), &args)) return args.problem;
+    r.args.assign(args.types, args.types + args.count);
+    r.signature = args.signature;
     return {};
 }
 
@@ -318,18 +271,24 @@ bool writeRecords(ktDufsB* f, const Compiler& c) {
     return true;
 }
 
-bool writeIndex(ktDufsB* f, const Compiler& c) {
+std::vector<const Record*> messagesByNumber(const Compiler& c) {
     std::vector<const Record*> messages;
     for (const Record& r : c.records)
         if (r.number > 0) messages.push_back(&r);
     std::sort(messages.begin(), messages.end(),
               [](const Record* a, const Record* b) { return a->number < b->number; });
+    return messages;
+}
+
+bool writeIndex(ktDufsB* f, const Compiler& c) {
     std::vector<int32_t> words;
-    for (const Record* r : messages)
+    for (const Record* r : messagesByNumber(c))
         words.insert(words.end(), {r->number, r->offset, static_cast<int32_t>(r->text.size() + 1)});
-    int32_t count = static_cast<int32_t>(messages.size());
+    int32_t count = static_cast<int32_t>(words.size() / 3);
     if (ktDufsBWrite(f, &count, 1, KT_DUFS_INT) != 1) return false;
-    return ktDufsBWrite(f, words.data(), words.size(), KT_DUFS_INT) == words.size();
+    // A source without messages has an index of its count alone.
+    return words.empty() ||
+           ktDufsBWrite(f, words.data(), words.size(), KT_DUFS_INT) == words.size();
 }
 
 int32_t offsetOf(const Compiler& c, int number) {
@@ -338,8 +297,22 @@ int32_t offsetOf(const Compiler& c, int number) {
     return 0;
 }
 
-// Writes the whole file to `path`; false, with a message, on any failure.
-bool writeFile(const Compiler& c, const char* path, int32_t indexOffset) {
+// The handle of the file being written, closed on every way out: a throw
+// of the binary writer included.
+struct Output {
+    ktDufsB* f = nullptr;
+    ~Output() {
+        if (f) ktDufsBFclose(f);
+    }
+    int close() {
+        ktDufsB* h = f;
+        f = nullptr;
+        return ktDufsBFclose(h);
+    }
+};
+
+// Writes the whole message file to `path`; false, with a message, on any failure.
+bool writeMessageFile(const Compiler& c, const char* path, int32_t indexOffset) {
     int32_t header[KT_MSG_HEADERWORDS] = {};
     header[KT_MSG_HMAGIC] = KT_MSG_MAGIC;
     header[KT_MSG_HMAJOR] = c.version[0];
@@ -350,16 +323,53 @@ bool writeFile(const Compiler& c, const char* path, int32_t indexOffset) {
     header[KT_MSG_HAPP] = offsetOf(c, kApplication);
     header[KT_MSG_HLABEL] = offsetOf(c, kLabel);
 
-    ktDufsB* f = ktDufsBFopen(path, "w");
-    if (!f) {
+    Output out;
+    out.f = ktDufsBFopen(path, "w");
+    if (!out.f) {
         std::fprintf(stderr, "kmbc: can't create %s: %s\n", path, std::strerror(errno));
         return false;
     }
-    bool ok = ktDufsBWrite(f, header, KT_MSG_HEADERWORDS, KT_DUFS_INT) == KT_MSG_HEADERWORDS &&
-              writeRecords(f, c) && writeIndex(f, c);
-    ok = ktDufsBFclose(f) == 0 && ok;
+    bool ok = ktDufsBWrite(out.f, header, KT_MSG_HEADERWORDS, KT_DUFS_INT) == KT_MSG_HEADERWORDS &&
+              writeRecords(out.f, c) && writeIndex(out.f, c);
+    ok = out.close() == 0 && ok;
     if (!ok) std::fprintf(stderr, "kmbc: can't write %s\n", path);
     return ok;
+}
+
+// "ktlib" of ".../ktlib_msg.h"; a source of another form names the file
+// after its name without extension.
+std::string fileNameOf(const char* source) {
+    std::string name = source;
+    size_t slash = name.rfind('/');
+    if (slash != std::string::npos) name.erase(0, slash + 1);
+    const std::string suffix = "_msg.h";
+    if (name.size() > suffix.size() && name.ends_with(suffix))
+        return name.substr(0, name.size() - suffix.size());
+    return name.substr(0, name.find('.'));
+}
+
+// The signatures of every source as the C++ table of ktMsgSignatureSetsV.
+bool writeSignatures(const std::vector<Compiler>& sources, const char* path) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << "// The arguments of every message, made by the message compiler from the\n"
+           "// message sources; a change belongs in the sources.\n"
+           "#include \"ktmsg.h\"\n\nnamespace {\n";
+    for (size_t i = 0; i < sources.size(); ++i) {
+        out << "constexpr ktMsgSignature kFile" << i << "[] = {\n";
+        for (const Record* r : messagesByNumber(sources[i]))
+            out << "    {" << r->number << ", \"" << r->signature << "\"},\n";
+        // A file without messages still needs a table of one element.
+        if (messagesByNumber(sources[i]).empty()) out << "    {0, \"\"},\n";
+        out << "};\n";
+    }
+    out << "}  // namespace\n\nextern const ktMsgSignatureSet ktMsgSignatureSetsV[] = {\n";
+    for (size_t i = 0; i < sources.size(); ++i)
+        out << "    {\"" << fileNameOf(sources[i].source) << "\", kFile" << i << ", "
+            << messagesByNumber(sources[i]).size() << "},\n";
+    out << "    {nullptr, nullptr, 0},\n};\n";
+    out.close();
+    if (!out) std::fprintf(stderr, "kmbc: can't write %s\n", path);
+    return static_cast<bool>(out);
 }
 
 bool readWhole(const char* path, std::string& text) {
@@ -372,15 +382,17 @@ bool readWhole(const char* path, std::string& text) {
 }
 
 int usage() {
-    std::fprintf(stderr, "usage: kmbc [-d LETTERS] source output\n");
+    std::fprintf(stderr,
+                 "usage: kmbc [-d LETTERS] source output\n       kmbc -s output.cpp source...\n");
     return 2;
 }
 
-int compile(Compiler& c, const char* output) {
+// Reads and checks one source; false when it has faults.
+bool scan(Compiler& c) {
     std::string source;
     if (!readWhole(c.source, source)) {
         std::fprintf(stderr, "kmbc: can't read %s: %s\n", c.source, std::strerror(errno));
-        return 1;
+        return false;
     }
     scanSource(c, source);
     size_t messages = c.lines.size() - c.lines.count(kVersion) - c.lines.count(kApplication) -
@@ -389,31 +401,97 @@ int compile(Compiler& c, const char* output) {
         std::fprintf(stderr, "%s: %zu messages; a file holds at most 200000\n", c.source, messages);
         ++c.faults;
     }
-    int32_t indexOffset = 0;
-    if (!c.faults && !layOut(c, &indexOffset)) {
-        std::fprintf(stderr, "%s: the compiled file would pass 2 GB\n", c.source);
-        ++c.faults;
-    }
-    if (c.faults) return 1;
-    // Written under another name and renamed, so that no reader ever sees
-    // half a file under the real one.
-    std::string partial = std::string(output) + ".part";
-    if (!writeFile(c, partial.c_str(), indexOffset)) {
-        std::remove(partial.c_str());
-        return 1;
-    }
-    if (std::rename(partial.c_str(), output) != 0) {
-        std::fprintf(stderr, "kmbc: can't rename %s to %s: %s\n", partial.c_str(), output,
+    return c.faults == 0;
+}
+
+// Writes `output` under another name and renames it, so that no reader
+// ever sees half a file under the real one; the partial file goes on every
+// way out, a throw included.
+template <typename Write>
+bool writeAtomically(const char* output, Write write) {
+    struct Partial {
+        std::string path;
+        bool kept = false;
+        ~Partial() {
+            if (!kept) std::remove(path.c_str());
+        }
+    } partial{std::string(output) + ".part"};
+    if (!write(partial.path.c_str())) return false;
+    if (std::rename(partial.path.c_str(), output) != 0) {
+        std::fprintf(stderr, "kmbc: can't rename %s to %s: %s\n", partial.path.c_str(), output,
                      std::strerror(errno));
-        std::remove(partial.c_str());
+        return false;
+    }
+    partial.kept = true;
+    return true;
+}
+
+struct Patterns {
+    ktRegexp* define = ktRegexpCompile(kDefine);
+    ktRegexp* anyNumber = ktRegexpCompile(kAnyNumber);
+    ktRegexp* versionText = ktRegexpCompile(kVersionText);
+    ~Patterns() {
+        ktRegexpDestroy(define);
+        ktRegexpDestroy(anyNumber);
+        ktRegexpDestroy(versionText);
+    }
+    void lend(Compiler& c) const {
+        c.define = define;
+        c.anyNumber = anyNumber;
+        c.versionText = versionText;
+    }
+};
+
+int compileFile(Compiler& c, const char* output) {
+    Patterns patterns;
+    patterns.lend(c);
+    if (!scan(c)) return 1;
+    int32_t indexOffset = 0;
+    if (!layOut(c, &indexOffset)) {
+        std::fprintf(stderr, "%s: the compiled file would pass 2 GB\n", c.source);
         return 1;
     }
-    return 0;
+    return writeAtomically(output,
+                           [&](const char* path) { return writeMessageFile(c, path, indexOffset); })
+               ? 0
+               : 1;
+}
+
+int compileSignatures(const char* output, char** sources, int count) {
+    Patterns patterns;
+    std::vector<Compiler> all(static_cast<size_t>(count));
+    bool ok = true;
+    for (int i = 0; i < count; ++i) {
+        all[i].source = sources[i];
+        patterns.lend(all[i]);
+        ok = scan(all[i]) && ok;
+    }
+    if (!ok) return 1;
+    return writeAtomically(output, [&](const char* path) { return writeSignatures(all, path); })
+               ? 0
+               : 1;
+}
+
+// Any throw of the library is a failure of the run, told on standard error.
+template <typename Body>
+int reported(Body body) {
+    return ktExCatch(KT_EX_ALL, body, [](uint32_t, ktErrObject* err) {
+        std::fprintf(stderr, "kmbc: %s\n", err && err->text ? err->text : "failure");
+        ktExSwallow();
+        return 1;
+    });
 }
 
 }  // namespace
 
+// The compiler makes the signatures, so it has none of its own: the
+// messages it reads are checked by its own rules alone.
+extern const ktMsgSignatureSet ktMsgSignatureSetsV[] = {{nullptr, nullptr, 0}};
+
 int main(int argc, char** argv) {
+    if (argc >= 3 && std::strcmp(argv[1], "-s") == 0)
+        return reported([&] { return compileSignatures(argv[2], argv + 3, argc - 3); });
+
     Compiler c{};
     int i = 1;
     if (i < argc && std::strcmp(argv[i], "-d") == 0) {
@@ -426,23 +504,7 @@ int main(int argc, char** argv) {
     if (argc - i != 2) return usage();
     c.source = argv[i];
     const char* output = argv[i + 1];
-
-    int status = ktExCatch(
-        KT_EX_ALL,
-        [&] {
-            c.define = ktRegexpCompile(kDefine);
-            c.anyNumber = ktRegexpCompile(kAnyNumber);
-            c.versionText = ktRegexpCompile(kVersionText);
-            return compile(c, output);
-        },
-        [&](uint32_t, ktErrObject* err) {
-            std::fprintf(stderr, "kmbc: %s\n", err && err->text ? err->text : "failure");
-            ktExSwallow();
-            return 1;
-        });
-    ktRegexpDestroy(c.define);
-    ktRegexpDestroy(c.anyNumber);
-    ktRegexpDestroy(c.versionText);
+    int status = reported([&] { return compileFile(c, output); });
     // A source with faults leaves no file that a build could take for done.
     if (status != 0) std::remove(output);
     return status;

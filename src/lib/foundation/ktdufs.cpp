@@ -19,6 +19,21 @@
 #include "ktmsg.h"
 #include "ktstr.h"
 
+struct ktDufsWidth {
+    uint8_t file;     // bytes of a value of this type in the file
+    uint8_t differs;  // 1 if that isn't its width in memory
+};
+
+struct ktDufsB {
+    FILE* stream;
+    char* name;             // the path it was opened with, pooled
+    uint32_t magic;         // KT_DUFS_MAGIC while the handle is valid
+    int converted;          // 1 if any value needs work on the way in or out
+    int swap;               // 1 if the file's byte order differs from the host's
+    ktDufsWidth widths[8];  // by value type
+    int mode;               // KT_DUFS_READ, KT_DUFS_WRITE or KT_DUFS_UPDATE
+};
+
 namespace {
 
 // Width in memory of each value type; a string is handled on its own.
@@ -126,7 +141,7 @@ void toFromMsbFirst(uint8_t* bytes, size_t n, bool msbFirst) {
     if (!msbFirst) reverse(bytes, n);
 }
 
-size_t readString(ktDufsB* h, char* out) {
+size_t readString(ktDufsB* h, char (&out)[KT_DUFS_STRINGMAX]) {
     unsigned char length;
     if (std::fread(&length, 1, 1, h->stream) != 1) {
         *out = '\0';
@@ -169,7 +184,9 @@ size_t writeString(ktDufsB* h, const char* text) {
 ktDufsB* ktDufsBFopen(const char* path, const char* mode) {
     if (!path || !mode) fail(KT_EX_PRECOND, "ktDufsBFopen", nullptr, KTM_DUFS_NULLARG);
     std::string binaryMode = std::string(mode) + "b";
-    FILE* f = std::fopen(path, binaryMode.c_str());
+    // A file read is input from outside: only a regular file, never waited on.
+    FILE* f = std::strchr(mode, 'r') ? ksFopen(path, binaryMode.c_str())
+                                     : std::fopen(path, binaryMode.c_str());
     if (!f) return nullptr;
 
     bool writes = std::strchr(mode, 'w') != nullptr;
@@ -213,7 +230,8 @@ size_t ktDufsBRead(ktDufsB* h, void* buffer, size_t count, int type, int isSigne
     checkHandle(h, "ktDufsBRead");
     if (!buffer) fail(KT_EX_PRECOND, "ktDufsBRead", nullptr, KTM_DUFS_NULLARG);
     checkType(type, "ktDufsBRead");
-    if (type == KT_DUFS_STRING) return readString(h, static_cast<char*>(buffer));
+    // A string's buffer must be known to hold 256 bytes.
+    if (type == KT_DUFS_STRING) fail(KT_EX_PRECOND, "ktDufsBRead", nullptr, KTM_DUFS_BADTYPE, type);
     if (count == 0) return 0;
     auto* out = static_cast<uint8_t*>(buffer);
     if (h->widths[type].differs) return readConverted(h, out, count, type, isSigned);
@@ -223,6 +241,11 @@ size_t ktDufsBRead(ktDufsB* h, void* buffer, size_t count, int type, int isSigne
     if (h->swap && width > 1)
         for (size_t i = 0; i < got; ++i) reverse(out + i * width, width);
     return got;
+}
+
+size_t ktDufsBReadString(ktDufsB* h, char (&out)[KT_DUFS_STRINGMAX]) {
+    checkHandle(h, "ktDufsBReadString");
+    return readString(h, out);
 }
 
 size_t ktDufsBWrite(ktDufsB* h, const void* buffer, size_t count, int type) {

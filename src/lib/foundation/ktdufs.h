@@ -23,8 +23,8 @@ enum {
     KT_DUFS_LONG = 4,    // 4
     KT_DUFS_FLOAT = 5,   // 4
     KT_DUFS_DOUBLE = 6,  // 8
-    KT_DUFS_STRING = 7,  // a length byte and that many characters; in memory
-                         // the characters and a terminator, at most 256 bytes
+    KT_DUFS_STRING = 7,  // a length byte and that many characters; written
+                         // from a text, read only by ktDufsBReadString
 };
 
 // The machine description this system writes.
@@ -34,20 +34,12 @@ constexpr uint32_t KT_DUFS_MAGIC = 0x1234567;
 
 enum { KT_DUFS_READ = 1, KT_DUFS_WRITE = 2, KT_DUFS_UPDATE = 3 };
 
-struct ktDufsWidth {
-    uint8_t file;     // bytes of a value of this type in the file
-    uint8_t differs;  // 1 if that isn't its width in memory
-};
+// An open file: its stream, its machine description and what it asks of
+// each read and write are the module's own.
+struct ktDufsB;
 
-struct ktDufsB {
-    FILE* stream;
-    char* name;             // the path it was opened with, pooled
-    uint32_t magic;         // KT_DUFS_MAGIC while the handle is valid
-    int converted;          // 1 if any value needs work on the way in or out
-    int swap;               // 1 if the file's byte order differs from the host's
-    ktDufsWidth widths[8];  // by value type
-    int mode;               // KT_DUFS_READ, KT_DUFS_WRITE or KT_DUFS_UPDATE
-};
+// A string value read back: its characters and a terminator.
+constexpr size_t KT_DUFS_STRINGMAX = 256;
 
 // Opens `path` in mode "r", "w" or "w+". Reading checks the two leading
 // bytes; writing puts 0x01 0x85 there. A file that can't be opened, or a
@@ -60,8 +52,12 @@ int ktDufsBFclose(ktDufsB* handle);
 // Reads `count` values of `type` into `buffer`, each at its memory width;
 // `isSigned` says how a narrower file value is widened and what counts as
 // fill when a wider one is narrowed. Returns the number of whole values
-// read, so a short read shows as a smaller number; a string counts as one.
+// read, so a short read shows as a smaller number. A string is no type of
+// this call (tag 1): its buffer is typed by ktDufsBReadString.
 size_t ktDufsBRead(ktDufsB* handle, void* buffer, size_t count, int type, int isSigned);
+// Reads one string value into `out`, always terminated: 1, or 0 on a
+// short read.
+size_t ktDufsBReadString(ktDufsB* handle, char (&out)[KT_DUFS_STRINGMAX]);
 // Writes `count` values of `type` from `buffer` in the file's order; a
 // string is one value, of at most 255 characters. Returns the values written.
 size_t ktDufsBWrite(ktDufsB* handle, const void* buffer, size_t count, int type);

@@ -23,9 +23,21 @@
 
 namespace {
 char unknownProgram[] = "unknown";
-}  // namespace
 
-ktErrLogState ktErr_LogV = {1, 1, 0, 1, nullptr, unknownProgram, nullptr, 1, 1};
+// The log: when it is wanted and usable, its name and its stream.
+struct LogState {
+    int usable;                // 0 once the file could not be opened
+    int enabled;               // logging wanted
+    int opened;                // a name was made and an open tried
+    int fresh;                 // an old file of the same name is still to be deleted
+    char (*path)[KS_PATHMAX];  // absolute after the open
+    char* program;
+    FILE* stream;
+    int keep;   // older logs kept beside this process's own
+    int first;  // ktErrLogEnable has not been called yet
+};
+LogState logState = {1, 1, 0, 1, nullptr, unknownProgram, nullptr, 1, 1};
+}  // namespace
 
 ktErrStyleVT ktErrStyleV[KT_ERR_NCHANNELS] = {verbose, terse, terse, verbose};
 ktErrActionVT ktErrActionV[KT_ERR_NSEVERITIES] = {alertBox, statusLine, alertBox, alertBox,
@@ -177,19 +189,21 @@ ktErrObject* ktErrCreate2(const char* app, int severity, const char* text) {
 }
 
 ktErrObject* ktErrBuildVa(const char* location, ktMsgHandle* msgfile, int number, va_list args) {
-    const char* text = ktMsgStaticVa(msgfile, number, args);
+    // Copied out of the message buffer at once: making the object may make
+    // a report of its own (the first record of a free list does), which
+    // fills that buffer again.
+    const std::string text = ktMsgStaticVa(msgfile, number, args);
     ktErrObject* err =
         ktErrCreate(location, ktMsgGetFilename(msgfile), number, KT_ERR_ERROR, nullptr);
     int severity = KT_ERR_ERROR;
     const char* body = nullptr;
-    int problem = readDesignator(text, &severity, &body);
+    int problem = readDesignator(text.c_str(), &severity, &body);
     if (!problem) {
         err->severity = severity;
         err->text = ktStrCpy(body);
         return err;
     }
-    // The text is kept before the complaint reuses the message buffer.
-    err->text = ktStrCpy(text);
+    err->text = ktStrCpy(text.c_str());
     return ktErrAppend(complaint(problem, msgfile, number), err);
 }
 
@@ -406,15 +420,15 @@ void logComplaint(const char* format, const char* a, const char* b = "", const c
 }
 
 void releaseLogPath() {
-    ktMemFree(ktErr_LogV.path);
-    ktErr_LogV.path = nullptr;
+    ktMemFree(logState.path);
+    logState.path = nullptr;
 }
 
 // "<base>.<ext>-<pid>.err" in the log directory, and the older logs of
 // that form trimmed to `keep`. False when a name doesn't fit.
 bool perProcessName(const char* dir, char* path) {
     char base[KS_PATHMAX], ext[KS_PATHMAX], name[KS_PATHMAX], pattern[KS_PATHMAX];
-    if (ksParse(ktErr_LogV.program, nullptr, nullptr, base, ext) != KS_OK || !*base) return false;
+    if (ksParse(logState.program, nullptr, nullptr, base, ext) != KS_OK || !*base) return false;
     const long pid = static_cast<long>(getpid());
     int n = *ext ? std::snprintf(name, sizeof name, "%s.%s-%ld", base, ext, pid)
                  : std::snprintf(name, sizeof name, "%s-%ld", base, pid);
@@ -424,7 +438,7 @@ bool perProcessName(const char* dir, char* path) {
              : std::snprintf(name, sizeof name, "%s-*", base);
     if (n < 0 || n >= static_cast<int>(sizeof name)) return false;
     if (ksMerge(pattern, nullptr, dir, name, "err") != KS_OK) return false;
-    ktErrSaveOnlyNewestFiles(pattern, ktErr_LogV.keep);
+    ktErrSaveOnlyNewestFiles(pattern, logState.keep);
     return true;
 }
 
@@ -432,14 +446,14 @@ bool perProcessName(const char* dir, char* path) {
 // here, with a Warning.
 void programName(const char* dir, char* path) {
     char base[KS_PATHMAX];
-    if (ksParse(ktErr_LogV.program, nullptr, nullptr, base, nullptr) == KS_OK && *base &&
+    if (ksParse(logState.program, nullptr, nullptr, base, nullptr) == KS_OK && *base &&
         ksMerge(path, nullptr, dir, base, "err") == KS_OK)
         return;
     if (ksMerge(path, nullptr, dir, "unknown", "err") != KS_OK) std::strcpy(path, "unknown.err");
     logComplaint(
         "Error creating name for error log file, trying `%s' instead (I was given "
         "KT_LOGDIR=`%s' and program=`%s').",
-        path, orEmpty(dir), orEmpty(ktErr_LogV.program));
+        path, orEmpty(dir), orEmpty(logState.program));
 }
 
 struct OldLog {
@@ -478,11 +492,11 @@ void ktErrSaveOnlyNewestFiles(const char* pattern, int keep) {
 }
 
 void ktErrLogOpenFile() {
-    ktErrLogState& log = ktErr_LogV;
+    LogState& log = logState;
     if (!((log.enabled && !log.opened) || (log.opened && !log.usable))) return;
     log.opened = 1;
     if (!log.path) {
-        log.path = static_cast<char*>(ktMemMalloc(KS_PATHMAX, "errorLogFilename"));
+        log.path = static_cast<char(*)[KS_PATHMAX]>(ktMemMalloc(KS_PATHMAX, "errorLogFilename"));
         ktOnExitAdd(releaseLogPath);
     }
     if (log.stream) {
@@ -490,12 +504,13 @@ void ktErrLogOpenFile() {
         log.stream = nullptr;
     }
     const char* dir = std::getenv("KT_LOGDIR");
-    if (!(log.keep > 0 && perProcessName(dir, log.path))) programName(dir, log.path);
+    char* path = *log.path;
+    if (!(log.keep > 0 && perProcessName(dir, path))) programName(dir, path);
 
-    FILE* f = std::fopen(log.path, "a");
+    FILE* f = std::fopen(path, "a");
     if (!f) {
         log.usable = 0;
-        logComplaint("Can't open error log file `%s', logging disabled.", log.path);
+        logComplaint("Can't open error log file `%s', logging disabled.", path);
         return;
     }
     log.usable = 1;
@@ -504,22 +519,22 @@ void ktErrLogOpenFile() {
         // comes back at the first write.
         log.fresh = 0;
         std::fclose(f);
-        ksDelete(log.path, KS_FILE);
+        ksDelete(path, KS_FILE);
     } else {
         log.stream = f;
     }
-    ksAbsPath(log.path);
+    ksAbsPath(*log.path);
 }
 
 void ktErrLog(const ktErrObject* err) {
-    ktErrLogState& log = ktErr_LogV;
+    LogState& log = logState;
     if (!err || err->severity == KT_ERR_STATUS) return;
     if (log.enabled && !log.opened) ktErrLogOpenFile();
     if (!log.usable || !log.enabled || !log.path || err->number == kLogComplaint) return;
     if (!log.stream) {
-        log.stream = std::fopen(log.path, "a");
+        log.stream = std::fopen(*log.path, "a");
         if (!log.stream) {
-            logComplaint("Can't re-open error log file `%s'.", log.path);
+            logComplaint("Can't re-open error log file `%s'.", *log.path);
             return;
         }
     }
@@ -528,7 +543,7 @@ void ktErrLog(const ktErrObject* err) {
 }
 
 void ktErrLogEnable(int on) {
-    ktErrLogState& log = ktErr_LogV;
+    LogState& log = logState;
     on = on ? 1 : 0;
     if (!log.first && on == log.enabled) return;
     log.first = 0;
@@ -546,14 +561,24 @@ void ktErrLogEnable(int on) {
 
 void ktErrLogSetArgv0(const char* name) {
     if (!name) return;
-    ktErrLogState& log = ktErr_LogV;
+    LogState& log = logState;
     char* old = log.program;
     log.program = ktStrOldCopy(name);
     if (old && old != unknownProgram) ktMemFree(old);
 }
 
 void ktErrLogKeepFiles(int n) {
-    ktErr_LogV.keep = n > 0 ? n : 0;
+    logState.keep = n > 0 ? n : 0;
+}
+
+void ktErrLogReset() {
+    LogState& log = logState;
+    if (log.stream) std::fclose(log.stream);
+    log.stream = nullptr;
+    log.usable = log.enabled = log.fresh = log.keep = log.first = 1;
+    log.opened = 0;
+    if (log.program != unknownProgram) ktMemFree(log.program);
+    log.program = unknownProgram;
 }
 
 void ktErrInit(int* count, char** args) {

@@ -59,20 +59,6 @@ struct ktErrStream {
     int refs;
 };
 
-// The log state. Private to the reporting layer; tests set it back.
-struct ktErrLogState {
-    int usable;   // 0 once the file could not be opened
-    int enabled;  // logging wanted
-    int opened;   // a name was made and an open tried
-    int fresh;    // an old file of the same name is still to be deleted
-    char* path;   // KS_PATHMAX bytes once opened, absolute after the open
-    char* program;
-    FILE* stream;
-    int keep;   // older logs kept beside this process's own
-    int first;  // ktErrLogEnable has not been called yet
-};
-extern ktErrLogState ktErr_LogV;
-
 extern ktErrStyleVT ktErrStyleV[KT_ERR_NCHANNELS];
 extern ktErrActionVT ktErrActionV[KT_ERR_NSEVERITIES];
 // Reports are printed here; standard error at start (null reads as that).
@@ -148,5 +134,10 @@ void ktErrLogOpenFile();
 void ktErrLogEnable(int on);
 void ktErrLogSetArgv0(const char* name);
 void ktErrLogKeepFiles(int n);
+// Puts the log back as a process finds it before its first report: closed,
+// wanted, its old file of the same name still to go, one older log kept,
+// the program "unknown". For a program that starts its reports anew, and
+// for tests.
+void ktErrLogReset();
 // Deletes the plain files matching `pattern` but the `keep` newest.
 void ktErrSaveOnlyNewestFiles(const char* pattern, int keep);

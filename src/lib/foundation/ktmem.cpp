@@ -294,16 +294,21 @@ size_t chunkLeft = 0;
 size_t blockSize = kDefaultBlockSize;
 
 // A chunk must hold the largest record and keep every carve a multiple of
-// 8; a value that breaks this is raised to the next one that doesn't.
-// `*bad` is the environment's text when it had to be raised.
+// 8; a value that breaks this is raised to the next one that doesn't. A
+// chunk larger than 1 MB would take memory that no run of records needs: a
+// larger value, one too large to read, is lowered to that. `*bad` is the
+// environment's text when it had to be moved.
+constexpr long kMaxBlockSize = 1L << 20;
+
 size_t readBlockSize(const char** bad) {
     const char* env = std::getenv("KT_BLOCKSIZE");
-    int n = kDefaultBlockSize;
+    long n = kDefaultBlockSize;
     *bad = nullptr;
-    if (!env || std::sscanf(env, "%d", &n) != 1) return kDefaultBlockSize;
-    if (n >= static_cast<int>(kFlMax) && n % 8 == 0) return static_cast<size_t>(n);
+    int read = ktStrCvtToLong(env, static_cast<long>(kFlMax), kMaxBlockSize, &n);
+    if (read == 0) return kDefaultBlockSize;
+    if (read == 1 && n % 8 == 0) return static_cast<size_t>(n);
     *bad = env;
-    return n < static_cast<int>(kFlMax) ? kFlMax : round8(static_cast<size_t>(n));
+    return round8(static_cast<size_t>(n));
 }
 
 void flDecide() {

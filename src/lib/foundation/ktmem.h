@@ -40,7 +40,9 @@ void* ktMem_FastRealloc(void* block, size_t size);
 void ktMem_FastFree(void* block);
 
 // Records of up to 160 bytes from size-class free lists (multiples of 8),
-// carved from chunks of KT_BLOCKSIZE bytes (32000 by default); larger ones,
+// carved from chunks of KT_BLOCKSIZE bytes (32000 by default, or when the
+// value is no number; another value is moved to a multiple of 8 from 160
+// to 1048576, with a warning); larger ones,
 // and all of them under KT_MEMDBG, KT_PURIFY or KT_MEMFLDISABLE, come from
 // ktMemMalloc. Not cleared. The caller gives the same size again when it
 // frees a record: it is not stored anywhere.

@@ -1,7 +1,9 @@
 // Message files: opening with the identity and version checks, the list of
 // open handles, the cache of texts, and formatting into the static buffer.
 // A fetch that misses the cache costs a binary search of the index held in
-// memory, one seek and one read; the file itself is never read whole.
+// memory, one seek, one read and the check of the text against its
+// signature; the file itself is never read whole. Only checked texts enter
+// the cache.
 #include "ktmsg.h"
 
 #include <cstdio>
@@ -21,11 +23,59 @@
 #include "ktregexp.h"
 #include "ktstr.h"
 
-ktMsgCache ktMsg_CacheV = {};
+// An open file.
+struct ktMsgCore {
+    ktDufsB* fp;
+    char* path;      // where the search found it
+    int32_t maxlen;  // the longest text, its zero counted
+    int32_t count;
+    ktMsgIndexEntry* index;
+    int32_t header[KT_MSG_HEADERWORDS];
+    const ktMsgSignatureSet* signatures;  // null for a file the build didn't compile
+};
+
+// The strings are copies of those given at the first opening, or null.
+struct ktMsgHandle {
+    ktMsgHandle* next;  // handles form one list, newest first
+    ktMsgHandle* prev;
+    ktMsgCore* core;
+    char* name;
+    char* app;
+    char* label;
+    char* minver;
+    char* maxver;
+    int refs;
+};
 
 static_assert(sizeof(ktMsgIndexEntry) == 3 * sizeof(int32_t), "an index entry is read as 3 ints");
 
 namespace {
+
+// The cache of message texts: entries on a free list until first used,
+// then on one hash chain (number modulo 128) and on the recency list.
+constexpr int kCacheSize = 80;
+constexpr int kTextSize = 80;  // the first buffer of every entry
+constexpr int kChains = 128;
+
+struct CacheEntry {
+    ktMsgHandle* file;  // null: matches nothing
+    int number;
+    char* text;
+    int capacity;       // bytes of `text`
+    CacheEntry* hnext;  // hash chain; also the free list
+    CacheEntry* hprev;
+    CacheEntry* older;  // recency list
+    CacheEntry* newer;
+};
+
+struct Cache {
+    CacheEntry* chains[kChains];
+    CacheEntry* newest;
+    CacheEntry* oldest;
+    CacheEntry* free;
+    CacheEntry* entries;  // all of them, null until the first fetch
+};
+Cache cache = {};
 
 constexpr const char* kExt = "kmb";
 // The library's own file can't explain its own failures: they are made in
@@ -80,6 +130,10 @@ void ownFetchText(char* out, size_t size, int error, int number, const char* pat
     if (number == 0)
         std::snprintf(text.data(), size, "KTLIB Error %d: Can't access message file %s%s%s!\n",
                       error, dir, name, dotExt.c_str());
+    else if (error == KTM_MSG_BADTEXT)
+        std::snprintf(text.data(), size,
+                      "KTLIB Error %d: Message #%d in message file %s%s%s is damaged!\n", error,
+                      number, dir, name, dotExt.c_str());
     else
         std::snprintf(text.data(), size,
                       "KTLIB Error %d: Can't find message #%d in message file %s%s%s!\n", error,
@@ -221,13 +275,27 @@ void releaseCore(ktMsgCore* c) {
     ktMemFree(c);
 }
 
+// Each entry names a number above the one before and a text that lies
+// between the header and the index: anything else is a damaged index, whose
+// texts could be taken for other messages or read from outside the file.
+bool indexSound(const ktMsgCore* c) {
+    const int64_t first = KT_MSG_HEADERWORDS * 4, last = c->header[KT_MSG_HINDEX];
+    for (int32_t i = 0; i < c->count; ++i) {
+        const ktMsgIndexEntry& e = c->index[i];
+        if (e.number <= 0 || (i > 0 && e.number <= c->index[i - 1].number)) return false;
+        if (e.length < 1 || e.offset < first || int64_t{e.offset} + e.length > last) return false;
+    }
+    return true;
+}
+
 void readIndex(ktMsgCore* c, const char* name) {
     int32_t* hd = c->header;
     if (ktDufsBRead(c->fp, hd, KT_MSG_HEADERWORDS, KT_DUFS_INT, 1) != KT_MSG_HEADERWORDS ||
         hd[KT_MSG_HMAGIC] != KT_MSG_MAGIC)
         openFailure(KT_EX_FAIL, name, KTM_MSG_BADFILE, c->path);
     int32_t count = 0;
-    if (hd[KT_MSG_HINDEX] < 0 || ktDufsBFseek(c->fp, hd[KT_MSG_HINDEX], SEEK_SET) != 0 ||
+    if (hd[KT_MSG_HINDEX] < KT_MSG_HEADERWORDS * 4 ||
+        ktDufsBFseek(c->fp, hd[KT_MSG_HINDEX], SEEK_SET) != 0 ||
         ktDufsBRead(c->fp, &count, 1, KT_DUFS_INT, 1) != 1 || count < 0 || count > KT_MSG_MAXCOUNT)
         openFailure(KT_EX_FAIL, name, KTM_MSG_BADFILE, c->path);
     c->count = count;
@@ -235,10 +303,16 @@ void readIndex(ktMsgCore* c, const char* name) {
     size_t words = 3 * static_cast<size_t>(count);
     c->index = static_cast<ktMsgIndexEntry*>(
         ktMemMalloc(static_cast<size_t>(count) * sizeof(ktMsgIndexEntry), "ktMsgIndex"));
-    if (ktDufsBRead(c->fp, c->index, words, KT_DUFS_INT, 1) != words)
+    if (ktDufsBRead(c->fp, c->index, words, KT_DUFS_INT, 1) != words || !indexSound(c))
         openFailure(KT_EX_FAIL, name, KTM_MSG_NOINDEX, c->path);
     for (int32_t i = 0; i < count; ++i)
         if (c->index[i].length > c->maxlen) c->maxlen = c->index[i].length;
+}
+
+const ktMsgSignatureSet* signaturesOf(const char* name) {
+    for (const ktMsgSignatureSet* s = ktMsgSignatureSetsV; s->name; ++s)
+        if (ktStrIcmp(s->name, name) == 0) return s;
+    return nullptr;
 }
 
 ktMsgCore* openCore(const char* name) {
@@ -251,6 +325,7 @@ ktMsgCore* openCore(const char* name) {
     auto* c = static_cast<ktMsgCore*>(ktMemCalloc(1, sizeof(ktMsgCore), "ktMsgCore"));
     c->fp = fp;
     c->path = ktStrCpy(path);
+    c->signatures = signaturesOf(name);
     ktExCatch(
         KT_EX_ALL,
         [&] {
@@ -266,11 +341,11 @@ ktMsgCore* openCore(const char* name) {
 
 // ---- the cache
 
-ktMsgCacheEntry*& chainOf(int number) {
-    return ktMsg_CacheV.chains[static_cast<unsigned>(number) % KT_MSG_CHAINS];
+CacheEntry*& chainOf(int number) {
+    return cache.chains[static_cast<unsigned>(number) % kChains];
 }
 
-void unlinkChain(ktMsgCacheEntry* e) {
+void unlinkChain(CacheEntry* e) {
     if (e->hprev)
         e->hprev->hnext = e->hnext;
     else
@@ -279,16 +354,16 @@ void unlinkChain(ktMsgCacheEntry* e) {
     e->hnext = e->hprev = nullptr;
 }
 
-void linkChain(ktMsgCacheEntry* e) {
-    ktMsgCacheEntry*& head = chainOf(e->number);
+void linkChain(CacheEntry* e) {
+    CacheEntry*& head = chainOf(e->number);
     e->hprev = nullptr;
     e->hnext = head;
     if (head) head->hprev = e;
     head = e;
 }
 
-void unlinkRecency(ktMsgCacheEntry* e) {
-    ktMsgCache& c = ktMsg_CacheV;
+void unlinkRecency(CacheEntry* e) {
+    Cache& c = cache;
     if (e->newer)
         e->newer->older = e->older;
     else
@@ -300,8 +375,8 @@ void unlinkRecency(ktMsgCacheEntry* e) {
     e->older = e->newer = nullptr;
 }
 
-void linkNewest(ktMsgCacheEntry* e) {
-    ktMsgCache& c = ktMsg_CacheV;
+void linkNewest(CacheEntry* e) {
+    Cache& c = cache;
     e->newer = nullptr;
     e->older = c.newest;
     if (c.newest) c.newest->newer = e;
@@ -310,23 +385,23 @@ void linkNewest(ktMsgCacheEntry* e) {
 }
 
 void releaseCache() {
-    ktMsgCache& c = ktMsg_CacheV;
+    Cache& c = cache;
     if (!c.entries) return;
-    for (int i = 0; i < KT_MSG_CACHESIZE; ++i) ktMemFree(c.entries[i].text);
+    for (int i = 0; i < kCacheSize; ++i) ktMemFree(c.entries[i].text);
     ktMemFree(c.entries);
-    c = ktMsgCache{};
+    c = Cache{};
 }
 
 void startCache() {
-    ktMsgCache& c = ktMsg_CacheV;
+    Cache& c = cache;
     if (c.entries) return;
-    c.entries = static_cast<ktMsgCacheEntry*>(
-        ktMemCalloc(KT_MSG_CACHESIZE, sizeof(ktMsgCacheEntry), "msgcache-initialize"));
+    c.entries = static_cast<CacheEntry*>(
+        ktMemCalloc(kCacheSize, sizeof(CacheEntry), "msgcache-initialize"));
     // Pushed from the back, so that the first entry is the first taken.
-    for (int i = KT_MSG_CACHESIZE - 1; i >= 0; --i) {
-        ktMsgCacheEntry& e = c.entries[i];
-        e.text = static_cast<char*>(ktMemMalloc(KT_MSG_TEXTSIZE, "msgcache-initialize"));
-        e.capacity = KT_MSG_TEXTSIZE;
+    for (int i = kCacheSize - 1; i >= 0; --i) {
+        CacheEntry& e = c.entries[i];
+        e.text = static_cast<char*>(ktMemMalloc(kTextSize, "msgcache-initialize"));
+        e.capacity = kTextSize;
         e.hnext = c.free;
         c.free = &e;
     }
@@ -334,21 +409,21 @@ void startCache() {
     ktOnExitSetOrder(releaseCache, kExitOrder);
 }
 
-ktMsgCacheEntry* cacheFind(const ktMsgHandle* h, int number) {
-    for (ktMsgCacheEntry* e = chainOf(number); e; e = e->hnext)
+CacheEntry* cacheFind(const ktMsgHandle* h, int number) {
+    for (CacheEntry* e = chainOf(number); e; e = e->hnext)
         if (e->file == h && e->number == number) return e;
     return nullptr;
 }
 
 // A free entry, or else the oldest, taken off its lists.
-ktMsgCacheEntry* takeEntry() {
-    ktMsgCache& c = ktMsg_CacheV;
-    if (ktMsgCacheEntry* e = c.free) {
+CacheEntry* takeEntry() {
+    Cache& c = cache;
+    if (CacheEntry* e = c.free) {
         c.free = e->hnext;
         e->hnext = nullptr;
         return e;
     }
-    ktMsgCacheEntry* e = c.oldest;
+    CacheEntry* e = c.oldest;
     unlinkChain(e);
     unlinkRecency(e);
     return e;
@@ -357,10 +432,10 @@ ktMsgCacheEntry* takeEntry() {
 // The entries of a closing file go back to the free list: a later handle
 // may be given the same address, and must not find the old texts.
 void forgetEntries(const ktMsgHandle* h) {
-    ktMsgCache& c = ktMsg_CacheV;
+    Cache& c = cache;
     if (!c.entries) return;
-    for (int i = 0; i < KT_MSG_CACHESIZE; ++i) {
-        ktMsgCacheEntry* e = &c.entries[i];
+    for (int i = 0; i < kCacheSize; ++i) {
+        CacheEntry* e = &c.entries[i];
         if (e->file != h) continue;
         unlinkChain(e);
         unlinkRecency(e);
@@ -382,6 +457,115 @@ const ktMsgIndexEntry* indexFind(const ktMsgCore* c, int number) {
             hi = mid - 1;
     }
     return nullptr;
+}
+
+// ---- signatures
+
+const ktMsgSignature* signatureFind(const ktMsgSignatureSet* set, int number) {
+    const ktMsgSignature* t = set->table;
+    int32_t lo = 0, hi = set->count - 1;
+    while (lo <= hi) {
+        int32_t mid = lo + (hi - lo) / 2;
+        if (t[mid].number == number) return &t[mid];
+        if (t[mid].number < number)
+            lo = mid + 1;
+        else
+            hi = mid - 1;
+    }
+    return nullptr;
+}
+
+// A text is a format for its arguments only if it takes what its number
+// takes in the source; in a file the build didn't compile, only if it is a
+// format that writes through no argument.
+bool textFits(const ktMsgCore* c, int number, const char* text) {
+    ktMsgArgs args;
+    if (!ktMsgArgsOf(text, &args)) return false;
+    if (!c->signatures) return true;
+    const ktMsgSignature* want = signatureFind(c->signatures, number);
+    return want && std::strcmp(want->args, args.signature) == 0;
+}
+
+struct ArgsReader {
+    ktMsgArgs* out;
+    int next = 1;  // the position a plain directive takes next
+    bool refused = false;
+
+    template <typename... Args>
+    void refuse(const char* format, Args... args) {
+        if (refused) return;
+        refused = true;
+        std::snprintf(out->problem, sizeof out->problem, format, args...);
+    }
+
+    void use(int position, int type) {
+        if (position < 1 || position > KT_MSG_MAXARGS) return refuse("more than 128 arguments");
+        if (position > out->count) out->count = position;
+        int& slot = out->types[position - 1];
+        if (slot && slot != type) refuse("argument %d is used as two types", position);
+        slot = type;
+    }
+
+    int firstUnused() const {
+        for (int i = 0; i < out->count; ++i)
+            if (!out->types[i]) return i + 1;
+        return 0;
+    }
+};
+
+int onArgsPiece(const ktSpFmtDesc* d, void* data) {
+    auto& r = *static_cast<ArgsReader*>(data);
+    int kind = ktSpFmtDescIs(d);
+    if (kind == KT_SPFMT_TEXT) return 1;
+    if (kind == KT_SPFMT_INVALID) {
+        const char* rest = ktSpFmtDescStr(d);
+        // The parser finds a gap in the positions only at the format's end.
+        if (rest && *rest == '\0' && r.firstUnused())
+            r.refuse("argument position %d is left out", r.firstUnused());
+        else
+            r.refuse("bad format from \"%.60s\"", rest ? rest : "");
+        return 0;
+    }
+    int type = ktSpFmtArgIs(d);
+    int base = type & ~(KT_SPFMT_STARWIDTH | KT_SPFMT_STARPREC);
+    if (base == KT_SPFMT_PINT || base == KT_SPFMT_PSHORT || base == KT_SPFMT_PLONG) {
+        r.refuse("an n directive writes through its argument");
+        return 0;
+    }
+    // A `*` takes an argument of its own: ahead of the value in a plain
+    // format, at its own position in a numbered one.
+    int position = ktSpFmtArgPosition(d);
+    if (position < 0) {
+        if (type & KT_SPFMT_STARWIDTH) r.use(r.next++, KT_SPFMT_INT);
+        if (type & KT_SPFMT_STARPREC) r.use(r.next++, KT_SPFMT_INT);
+        r.use(r.next++, type);
+    } else {
+        if (type & KT_SPFMT_STARWIDTH) r.use(ktSpFmtArgWidth(d), KT_SPFMT_INT);
+        if (type & KT_SPFMT_STARPREC) r.use(ktSpFmtArgPrecision(d), KT_SPFMT_INT);
+        r.use(position, type);
+    }
+    return r.refused ? 0 : 1;
+}
+
+char letterOf(int type) {
+    switch (type & ~(KT_SPFMT_STARWIDTH | KT_SPFMT_STARPREC)) {
+        case KT_SPFMT_INT:
+            return 'd';
+        case KT_SPFMT_SHORT:
+            return 'h';
+        case KT_SPFMT_LONG:
+            return 'l';
+        case KT_SPFMT_INT64:
+            return 'L';
+        case KT_SPFMT_DOUBLE:
+            return 'f';
+        case KT_SPFMT_CHAR:
+            return 'c';
+        case KT_SPFMT_STRING:
+            return 's';
+        default:
+            return 'p';
+    }
 }
 
 // ---- handles
@@ -489,7 +673,7 @@ const char* ktMsgGetFilename(ktMsgHandle* handle) {
 int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data) {
     if (!isOpen(handle)) invalidHandle(handle, "ktMsgText");
     startCache();
-    if (ktMsgCacheEntry* e = cacheFind(handle, number)) {
+    if (CacheEntry* e = cacheFind(handle, number)) {
         unlinkRecency(e);
         linkNewest(e);
         return copy(data, e->text);
@@ -506,7 +690,7 @@ int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data) {
     if (ktDufsBFseek(c->fp, ix->offset, SEEK_SET) != 0)
         fetchFailure(handle, KTM_MSG_NOSEEK, number);
 
-    ktMsgCacheEntry* e = takeEntry();
+    CacheEntry* e = takeEntry();
     if (ix->length > e->capacity) {
         ktMemFree(e->text);
         e->text =
@@ -523,6 +707,10 @@ int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data) {
         fetchFailure(handle, KTM_MSG_NOREAD, number);
     }
     e->text[length - 1] = '\0';
+    if (!textFits(c, number, e->text)) {
+        e->file = nullptr;
+        fetchFailure(handle, KTM_MSG_BADTEXT, number);
+    }
     return copy(data, e->text);
 }
 
@@ -591,4 +779,16 @@ char* ktMsgStatic(ktMsgHandle* handle, int number, ...) {
     char* r = ktMsgStaticVa(handle, number, args);
     va_end(args);
     return r;
+}
+
+int ktMsgArgsOf(const char* text, ktMsgArgs* out) {
+    *out = ktMsgArgs{};
+    ArgsReader r{out};
+    ktSpFmtParse(text ? text : "", onArgsPiece, &r);
+    if (!r.refused && r.firstUnused())
+        r.refuse("argument position %d is left out", r.firstUnused());
+    if (r.refused) return 0;
+    for (int i = 0; i < out->count; ++i) out->signature[i] = letterOf(out->types[i]);
+    out->signature[out->count] = '\0';
+    return 1;
 }

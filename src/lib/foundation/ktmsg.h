@@ -5,9 +5,12 @@
 // its index is held in memory, and the texts in use are kept in a cache of
 // 80 entries, so that a repeated message costs no disk access. A handle
 // names an open file; opening a name twice gives the same handle with one
-// more reference. Every failure is thrown (tag 1 or 2) as a numbered error
-// of the library's own message file; when that file is the one failing, the
-// error is a Fatal text made in place.
+// more reference. A file is input from outside: an index whose numbers
+// repeat, fall or point outside the file, and a text that doesn't take the
+// arguments its number is known to take, make the file a damaged one. Every
+// failure is thrown (tag 1 or 2) as a numbered error of the library's own
+// message file; when that file is the one failing, the error is a Fatal
+// text made in place.
 //
 // ktMsgStatic gives a message filled with its arguments in one growing
 // buffer that the next call overwrites: use the text at once, or copy it.
@@ -19,8 +22,6 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
-
-struct ktDufsB;
 
 constexpr int32_t KT_MSG_MAGIC = 0x10203;
 constexpr int KT_MSG_HEADERWORDS = 15;
@@ -41,60 +42,51 @@ enum {
 
 // Offsets count from the first byte behind the file's two leading bytes.
 struct ktMsgIndexEntry {
-    int32_t number;  // above 0; the index rises by number
-    int32_t offset;  // of the text
+    int32_t number;  // above 0; the index rises by number, none twice
+    int32_t offset;  // of the text, between the header and the index
     int32_t length;  // of the text, its terminating zero counted
 };
 
-// An open file.
-struct ktMsgCore {
-    ktDufsB* fp;
-    char* path;      // where the search found it
-    int32_t maxlen;  // the longest text, its zero counted
+// What callers hold: an open file, its cache entries and its signatures
+// are the module's own.
+struct ktMsgHandle;
+
+// The arguments a message takes, one letter per argument position, in
+// order: d int (also a `*` width or precision), h short, l long, L 64-bit
+// int, f double, c char, s string, p pointer. The build derives them from
+// the message sources, and a text fetched from a file must take exactly
+// these, or the file is refused as damaged: a text is a format only where
+// it fits what the caller passes.
+struct ktMsgSignature {
+    int32_t number;
+    const char* args;
+};
+
+// The signatures of one message file, rising by number.
+struct ktMsgSignatureSet {
+    const char* name;  // the file's name without extension; null ends the list
+    const ktMsgSignature* table;
     int32_t count;
-    ktMsgIndexEntry* index;
-    int32_t header[KT_MSG_HEADERWORDS];
 };
 
-// What callers hold. The strings are copies of those given at the first
-// opening, or null.
-struct ktMsgHandle {
-    ktMsgHandle* next;  // handles form one list, newest first
-    ktMsgHandle* prev;
-    ktMsgCore* core;
-    char* name;
-    char* app;
-    char* label;
-    char* minver;
-    char* maxver;
-    int refs;
+// Every message file the build compiled, made by the message compiler from
+// the sources; a file whose name is not in it is checked only for texts
+// that are no format or that hold an n directive.
+extern const ktMsgSignatureSet ktMsgSignatureSetsV[];
+
+// What a message text takes, as ktMsgArgsOf reads it.
+struct ktMsgArgs {
+    int count;                           // argument positions
+    int types[KT_MSG_MAXARGS];           // ktSpFmtArgIs of each; KT_SPFMT_INT for a `*`
+    char signature[KT_MSG_MAXARGS + 1];  // the letters of ktMsgSignature
+    char problem[96];                    // why a text was refused
 };
 
-// The cache of message texts: entries on a free list until first used,
-// then on one hash chain (number modulo 128) and on the recency list.
-constexpr int KT_MSG_CACHESIZE = 80;
-constexpr int KT_MSG_TEXTSIZE = 80;  // the first buffer of every entry
-constexpr int KT_MSG_CHAINS = 128;
-
-struct ktMsgCacheEntry {
-    ktMsgHandle* file;  // null: matches nothing
-    int number;
-    char* text;
-    int capacity;            // bytes of `text`
-    ktMsgCacheEntry* hnext;  // hash chain; also the free list
-    ktMsgCacheEntry* hprev;
-    ktMsgCacheEntry* older;  // recency list
-    ktMsgCacheEntry* newer;
-};
-
-struct ktMsgCache {
-    ktMsgCacheEntry* chains[KT_MSG_CHAINS];
-    ktMsgCacheEntry* newest;
-    ktMsgCacheEntry* oldest;
-    ktMsgCacheEntry* free;
-    ktMsgCacheEntry* entries;  // all of them, null until the first fetch
-};
-extern ktMsgCache ktMsg_CacheV;
+// Reads the arguments of a message text. 0, with `problem` said, when the
+// text is no format of ktSprintf, leaves an argument position out, uses one
+// as two types, or holds an n directive: no message may write through an
+// argument.
+int ktMsgArgsOf(const char* text, ktMsgArgs* out);
 
 // Opens the file `name` with the extension "kmb". `app` and `label` must
 // equal the file's application and label strings; `minver` and `maxver`
@@ -113,7 +105,8 @@ const char* ktMsgGetFilename(ktMsgHandle* handle);
 // Receives a text that lives only for the call; the result is passed on.
 typedef int (*ktMsgCopyFunc)(void* data, const char* text);
 
-// The raw text of a message, unformatted, handed to `copy`.
+// The raw text of a message, unformatted, handed to `copy`. A text read
+// from the file is first checked against what its number takes.
 int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data);
 // The message formatted with `args` (ktSprintf rules), handed to `copy`.
 int ktMsgGenerateVa(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data, va_list args);

@@ -336,6 +336,30 @@ char* ktStrTrim(char* text) {
     return text;
 }
 
+int ktStrCvtToLong(const char* text, long lo, long hi, long* value, const char** end) {
+    if (!text) return 0;
+    const char* p = text;
+    while (*p == ' ' || (*p >= '\t' && *p <= '\r')) ++p;
+    bool negative = *p == '-';
+    if (*p == '-' || *p == '+') ++p;
+    if (*p < '0' || *p > '9') return 0;
+    // Digits past what a long holds only say that the number is out of range.
+    bool overflow = false;
+    long n = 0;
+    for (; *p >= '0' && *p <= '9'; ++p) {
+        long d = negative ? -(*p - '0') : *p - '0';
+        overflow =
+            overflow || __builtin_mul_overflow(n, 10L, &n) || __builtin_add_overflow(n, d, &n);
+    }
+    if (end) *end = p;
+    if (!overflow && n >= lo && n <= hi) {
+        *value = n;
+        return 1;
+    }
+    *value = (overflow ? negative : n < lo) ? lo : hi;
+    return -1;
+}
+
 int ktStrIsnum(const char* text) {
     if (!text || !*text) return 0;
     bool sign = true, point = true, exponent = true;

@@ -83,6 +83,13 @@ char* ktStrTrim(char* text);
 // 1 when the text reads as a number: digits with an optional sign, point
 // and exponent. A lone point counts; null and the empty text don't.
 int ktStrIsnum(const char* text);
+// Reads the decimal number at the head of `text` as "%ld" would (blanks, a
+// sign, digits; what follows is left), without ever overflowing: 1 with the
+// value when it lies in lo..hi; -1 when it lies outside, or is too large for
+// any type, with the value set to the bound it passed; 0, with the value
+// untouched, when the text has no number. `end`, if given, receives the
+// place behind the digits.
+int ktStrCvtToLong(const char* text, long lo, long hi, long* value, const char** end = nullptr);
 // 1 when `text` matches `pattern`, where `*` stands for any run and `?`
 // for one character; case counts. With a null argument, 1 only when both
 // are the same pointer.

@@ -6,6 +6,7 @@
 #include "kspath.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -174,18 +175,32 @@ int failedRemoval() {
     return errno == EACCES ? KS_NOACCESS : KS_NOTFOUND;
 }
 
-// A file system that cuts names to 14 characters made the object under the
-// cut name, which is not the one asked for: take it away again.
-void removeCutName(const char* path, int kind) {
+// The name that a file system which keeps 14 characters of a name makes of
+// `path`; empty when the last component is no longer than that.
+std::string cutName(const char* path) {
     char dir[KS_PATHMAX], last[KS_PATHMAX];
-    if (ksParse2(path, nullptr, dir, last) != KS_OK || std::strlen(last) <= 14) return;
+    if (ksParse2(path, nullptr, dir, last) != KS_OK || std::strlen(last) <= 14) return {};
     last[14] = '\0';
-    std::string cut = std::string(dir) + last;
-    if (ksExists(cut.c_str(), kind) != KS_OK) return;
-    if (kind == KS_DIR)
-        ksSysV.rmdir(cut.c_str());
-    else
-        ksSysV.unlink(cut.c_str());
+    return std::string(dir) + last;
+}
+
+// Creation under a full name that a file system may cut. When the object
+// isn't there under its full name afterwards, the one this call made under
+// the cut name is taken away again, and only that: an object of the cut
+// name that was there before the call is another one's.
+template <typename Make>
+int createUncut(const char* path, int kind, Make make) {
+    std::string cut = cutName(path);
+    bool cutWasThere = !cut.empty() && ksExists(cut.c_str(), KS_ANY) == KS_OK;
+    if (int st = make(); st != KS_OK) return st;
+    if (ksExists(path, kind) == KS_OK) return KS_OK;
+    if (!cut.empty() && !cutWasThere && ksExists(cut.c_str(), kind) == KS_OK) {
+        if (kind == KS_DIR)
+            ksSysV.rmdir(cut.c_str());
+        else
+            ksSysV.unlink(cut.c_str());
+    }
+    return KS_NOACCESS;
 }
 
 int createDir(const char* path) {
@@ -194,10 +209,10 @@ int createDir(const char* path) {
     char p[KS_PATHMAX];
     std::memcpy(p, path, n + 1);
     if (p[n - 1] == '/') p[n - 1] = '\0';
-    ksSysV.mkdir(p, 0777);
-    if (ksExists(p, KS_DIR) == KS_OK) return KS_OK;
-    removeCutName(p, KS_DIR);
-    return KS_NOACCESS;
+    return createUncut(p, KS_DIR, [&] {
+        ksSysV.mkdir(p, 0777);
+        return KS_OK;
+    });
 }
 
 // Joins a directory that ends in '/' and a name, if the result fits.
@@ -432,8 +447,8 @@ int ksConvPath(const char* path, char* out) {
     return KS_OK;
 }
 
-int ksAbsPath2(const char* path, char* out) {
-    if (!path || !out) return KS_BADSPEC;
+int ksAbsPath2(const char* path, ksPathBuf& out) {
+    if (!path) return KS_BADSPEC;
     char work[KS_PATHMAX];
     if (ksConvPath(path, work) != KS_OK) return KS_BADSPEC;
     int st = expandHome(work);
@@ -457,8 +472,7 @@ int ksAbsPath2(const char* path, char* out) {
     return KS_OK;
 }
 
-int ksAbsPath(char* path) {
-    if (!path) return KS_BADSPEC;
+int ksAbsPath(ksPathBuf& path) {
     size_t n = std::strlen(path);
     bool slash = n && path[n - 1] == '/';
     char out[KS_PATHMAX];
@@ -487,7 +501,7 @@ int ksExists(const char* path, int kind) {
     return (kind == KS_ANY || kind == is) ? KS_OK : KS_NOTFOUND;
 }
 
-int ksExists2(const char* path, int kind, char* out) {
+int ksExists2(const char* path, int kind, ksPathBuf& out) {
     if (ksExists(path, kind) != KS_OK) return KS_NOTFOUND;
     return ksAbsPath2(path, out);
 }
@@ -500,12 +514,12 @@ uint32_t ksFtime(const char* path) {
 int ksCreate(const char* path, int kind) {
     if (!path || std::strlen(path) >= KS_PATHMAX) return KS_BADSPEC;
     if (kind == KS_DIR) return createDir(path);
-    FILE* f = std::fopen(path, "w+");
-    if (!f) return KS_NOCREATE;
-    std::fclose(f);
-    if (ksExists(path, KS_FILE) == KS_OK) return KS_OK;
-    removeCutName(path, KS_FILE);
-    return KS_NOACCESS;
+    return createUncut(path, KS_FILE, [&] {
+        FILE* f = std::fopen(path, "w+");
+        if (!f) return KS_NOCREATE;
+        std::fclose(f);
+        return KS_OK;
+    });
 }
 
 int ksDelete(const char* path, int kind) {
@@ -543,6 +557,34 @@ int ksXfer(FILE* from, FILE* to) {
     }
     // A read that failed is no end of the data.
     return std::ferror(from) ? KS_IOERROR : KS_OK;
+}
+
+FILE* ksFopen(const char* path, const char* mode) {
+    struct stat st;
+    if (!path || !mode || mode[0] != 'r' || std::strchr(mode, '+')) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    // Looked at before the open, which itself has effects on a device and
+    // waits on a FIFO; and again on what was opened, which may have been
+    // put there meanwhile.
+    if (ksSysV.stat(path, &st) != 0) return nullptr;
+    auto regular = [](const struct stat& s) {
+        if (S_ISREG(s.st_mode)) return true;
+        errno = EINVAL;
+        return false;
+    };
+    if (!regular(st)) return nullptr;
+    int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    FILE* f = nullptr;
+    if (fstat(fd, &st) == 0 && regular(st) && fcntl(fd, F_SETFL, 0) == 0) f = fdopen(fd, mode);
+    if (!f) {
+        int e = errno;
+        close(fd);
+        errno = e;
+    }
+    return f;
 }
 
 int ksCopy(const char* from, const char* to) {
@@ -601,7 +643,7 @@ int ksLoop2(const char* pattern, int kind, ksLoopProc proc, void* data) {
     return count ? KS_OK : KS_NOTFOUND;
 }
 
-int ksGetdef(char* dir) {
+int ksGetdef(ksPathBuf& dir) {
     if (!haveDefDir) {
         char buf[KS_PATHMAX];
         if (!ksSysV.getcwd(buf, sizeof buf)) return KS_ERROR;
@@ -613,7 +655,7 @@ int ksGetdef(char* dir) {
         std::strcpy(defDir, buf);
         haveDefDir = true;
     }
-    if (dir) std::strcpy(dir, defDir);
+    std::strcpy(dir, defDir);
     return KS_OK;
 }
 
@@ -662,6 +704,18 @@ int ksTimer(int mode, uint32_t* out) {
     long diff = (gday * 24L + ghour) - (lday * 24L + lhour);
     *out = static_cast<uint32_t>(now - diff * 3600);
     return KS_OK;
+}
+
+void ksStdFilesOpen() {
+    for (int fd = 0; fd <= 2; ++fd) {
+        if (fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+        // The lowest free descriptor is this one, since those below are open.
+        int got = open("/dev/null", fd == 0 ? O_RDONLY : O_WRONLY);
+        if (got >= 0 && got != fd) {
+            dup2(got, fd);
+            close(got);
+        }
+    }
 }
 
 void ksSleepSec(unsigned seconds) {

@@ -36,8 +36,11 @@ enum {
 // directory (so do block devices and sockets), all else as a file.
 enum { KS_DIR = 2, KS_FILE = 3, KS_ANY = 4 };
 
-// Every path buffer handed to this layer holds this many bytes.
+// Every path buffer handed to this layer holds this many bytes. A call that
+// writes a whole path takes it by this type, so that the compiler checks
+// every caller's buffer.
 constexpr int KS_PATHMAX = 256;
+using ksPathBuf = char[KS_PATHMAX];
 
 // Splitting and joining. Outputs may be null.
 int ksParse(const char* path, char* dev, char* dir, char* name, char* ext);
@@ -57,20 +60,23 @@ int ksConvPath(const char* path, char* out);
 // The absolute path: '~' and '~user' expanded, "." and ".." resolved (".."
 // stops at the root), relative paths taken from the default directory. A
 // trailing '/' is kept, as is a '.' that ends the last component.
-int ksAbsPath2(const char* path, char* out);
+int ksAbsPath2(const char* path, ksPathBuf& out);
 // ksAbsPath2 in place; a trailing '/' is there only if the input had one.
-int ksAbsPath(char* path);
+int ksAbsPath(ksPathBuf& path);
 
 // File status. `time` is the modification time as local-clock seconds
 // since the start of 1970: comparable, but not a UTC time stamp.
 int ksInfo(const char* path, uint32_t* time, long* size, int* kind);
 int ksExists(const char* path, int kind);
 // As ksExists, and gives the object's absolute path.
-int ksExists2(const char* path, int kind, char* out);
+int ksExists2(const char* path, int kind, ksPathBuf& out);
 // The time of ksInfo, or 0 for a missing object.
 uint32_t ksFtime(const char* path);
 
-// KS_DIR makes a directory, any other kind a file.
+// KS_DIR makes a directory, any other kind a file. KS_NOACCESS when the
+// object isn't there under its full name afterwards; what the call made
+// under a name the file system cut to 14 characters is taken away again,
+// and nothing that had that name before.
 int ksCreate(const char* path, int kind);
 // Refuses (KS_NOACCESS) an object with no write bit in its mode, whoever runs.
 int ksDelete(const char* path, int kind);
@@ -80,6 +86,11 @@ int ksRename(const char* from, const char* to);
 int ksCopy(const char* from, const char* to);
 // Copies the rest of one stream to another.
 int ksXfer(FILE* from, FILE* to);
+// fopen for reading ("r" or "rb") that takes only a regular file: a FIFO,
+// a device or a directory at `path` gives null with errno EINVAL at once,
+// never a wait on it or a read that doesn't end. Every file the system
+// reads from outside is opened here.
+FILE* ksFopen(const char* path, const char* mode);
 
 // Called by ksLoop2 with each matching path; 0 ends the loop.
 using ksLoopProc = int (*)(const char* path, void* data);
@@ -92,7 +103,7 @@ int ksLoop2(const char* pattern, int kind, ksLoopProc proc, void* data);
 
 // The process's default directory, ending in '/', as it was at the first
 // call: later changes of directory are not seen.
-int ksGetdef(char* dir);
+int ksGetdef(ksPathBuf& dir);
 // Forgets the default directory, so that the next ksGetdef reads it anew:
 // for a program that changes directory on purpose, and for tests.
 void ksGetdefReset();
@@ -110,6 +121,11 @@ enum {
     KS_TIMER_MONTHCENTI = 1,  // centiseconds since the start of the local month
 };
 int ksTimer(int mode, uint32_t* out);
+// Makes sure that descriptors 0, 1 and 2 are open, on /dev/null where they
+// are not, so that no file the program opens takes the place of a standard
+// stream: answers would be read from it, reports written into it. The
+// first call of a program's main.
+void ksStdFilesOpen();
 void ksSleepSec(unsigned seconds);
 [[noreturn]] void ksCoreDump();
 

@@ -3,6 +3,8 @@
 // D of KDIR in order, D/532/ (marked as a version level) and then D.
 #include "kssrch.h"
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -61,13 +63,19 @@ void buildKdirList() {
     ktStrncpyNullTerm(compatVersion, ktCompatibleVersionV, sizeof compatVersion);
     char value[kEnvMax];
     if (ksTrnlog("KDIR", value) != KS_OK) return;
+    // Where the value was cut inside an entry, the head of that entry would
+    // name another directory.
+    const char* full = std::getenv("KDIR");
+    const char* end = value + std::strlen(value);
+    bool cutEntry =
+        full && std::strlen(full) > kEnvMax - 1 && !std::strchr(kSeparators, full[kEnvMax - 1]);
     char dir[KS_PATHMAX];
     const char* p = value;
     for (;;) {
         const char* start = p + std::strspn(p, kSeparators);
         if (!(p = ktStrTok(p, dir, sizeof dir, kSeparators))) break;
         // A directory cut to fit would be another directory.
-        if (static_cast<size_t>(p - start) > kMaxLen) continue;
+        if (static_cast<size_t>(p - start) > kMaxLen || (cutEntry && p == end)) continue;
         if (*compatVersion) {
             char versioned[KS_PATHMAX];
             std::strcpy(versioned, dir);
@@ -93,10 +101,14 @@ struct Spec {
     char dev[KS_PATHMAX], dir[KS_PATHMAX], name[KS_PATHMAX], ext[KS_PATHMAX];
 };
 
-bool found(const char* path, int kind, char* out) {
+bool found(const char* path, int kind, ksPathBuf& out) {
     char abs[KS_PATHMAX];
     if (ksExists2(path, kind, abs) != KS_OK) return false;
-    if (out) std::strcpy(out, abs);
+    // A support file is a regular file: a FIFO or a device of its name
+    // would hang its reader, so the search goes on past it.
+    struct stat st;
+    if (kind == KS_FILE && (ksSysV.stat(path, &st) != 0 || !S_ISREG(st.st_mode))) return false;
+    std::strcpy(out, abs);
     return true;
 }
 
@@ -110,7 +122,7 @@ int ksTrnlog(const char* name, char* out) {
     return KS_OK;
 }
 
-int ksSrchkdirs(const char* spec, int kind, char* out) {
+int ksSrchkdirs(const char* spec, int kind, ksPathBuf& out) {
     Spec s;
     if (ksParse(spec, s.dev, s.dir, s.name, s.ext) != KS_OK) return KS_NOACCESS;
     buildKdirList();
@@ -123,7 +135,7 @@ int ksSrchkdirs(const char* spec, int kind, char* out) {
     return KS_NOTFOUND;
 }
 
-int ksSrchdirs(const char* spec, int kind, char* out) {
+int ksSrchdirs(const char* spec, int kind, ksPathBuf& out) {
     buildKdirList();
     Spec s;
     if (ksParse(spec, s.dev, s.dir, s.name, s.ext) != KS_OK) return KS_NOACCESS;
@@ -134,7 +146,7 @@ int ksSrchdirs(const char* spec, int kind, char* out) {
         found(path, kind, out))
         return KS_OK;
     if (found(spec, kind, out)) return KS_OK;
-    if (out) ktStrncpyNullTerm(out, spec, KS_PATHMAX);
+    ktStrncpyNullTerm(out, spec, sizeof out);
     if (s.dir[0] == '/' || s.dev[0]) return KS_NOTFOUND;
     const char* origin = ksGetorigin();
     if (origin && std::strlen(origin) < KS_PATHMAX &&
@@ -144,11 +156,11 @@ int ksSrchdirs(const char* spec, int kind, char* out) {
     return ksSrchExeDir(s.dir, s.name, s.ext, kind, out);
 }
 
-int ksGetini(const char* spec, char* path) {
+int ksGetini(const char* spec, ksPathBuf& path) {
     return ksSrchdirs(spec, KS_FILE, path);
 }
 
-int ksSrchExeDir(const char* dir, const char* name, const char* ext, int kind, char* out) {
+int ksSrchExeDir(const char* dir, const char* name, const char* ext, int kind, ksPathBuf& out) {
     if (!exeDir || !dir || !name || !ext) return KS_NOTFOUND;
     char path[KS_PATHMAX];
     if (place(path, exeDir, "", dir, name, ext) != KS_OK) return KS_NOTFOUND;
@@ -159,7 +171,7 @@ const char* ksGetorigin() {
     return originDir;
 }
 
-int ksFindExeInPath(const char* program, char* out) {
+int ksFindExeInPath(const char* program, ksPathBuf& out) {
     const char* env = std::getenv("PATH");
     if (!env) return KS_NOACCESS;
     char* copy = ktStrCpy(env);

@@ -4,6 +4,7 @@
 #include "qfm.h"
 
 #include <cctype>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -47,13 +48,15 @@ bool megaSearch(const kqLibDirectory* dir, const Kind& k) {
 }
 
 // One index record: its name in lower case and its offset; false when the
-// record holds no name and number, or a negative offset (an entry that
-// doesn't count).
+// record holds no name and number, a negative offset (an entry that doesn't
+// count), or one too large to read.
 bool scanRecord(const char* rec, char* name, long* offset) {
     char text[QFM_MEGARECORD + 1];
     std::memcpy(text, rec, QFM_MEGARECORD);
     text[QFM_MEGARECORD] = '\0';
-    if (std::sscanf(text, "%30s%ld", name, offset) != 2 || *offset < 0) return false;
+    int used = 0;
+    if (std::sscanf(text, "%30s%n", name, &used) != 1) return false;
+    if (ktStrCvtToLong(text + used, 0, LONG_MAX, offset) != 1) return false;
     ktStrLoc(name);
     return true;
 }
@@ -65,7 +68,7 @@ template <typename Visit>
 int walkIndex(const kqLibDirectory* dir, const Kind& k, Visit visit) {
     char path[KS_PATHMAX];
     if (ksMerge(path, nullptr, qlm_id_get_path(dir), k.subdir, "tbl") != KS_OK) return 0;
-    File f{std::fopen(path, "rb"), &std::fclose};
+    File f{ksFopen(path, "rb"), &std::fclose};
     if (!f) return 0;
     char rec[QFM_MEGARECORD];
     while (std::fread(rec, 1, sizeof rec, f.get()) == sizeof rec) {
@@ -104,8 +107,10 @@ qfm_id* findInMega(kqLibDirectory* dir, const Kind& k, int kind, const char* nam
     if (position < 0) return nullptr;
     char data[KS_PATHMAX];
     uint32_t time = 0;
+    long size = 0;
+    // An offset read from the index is checked against the data it points into.
     if (ksMerge(data, nullptr, qlm_id_get_path(dir), k.subdir, "lib") != KS_OK ||
-        ksInfo(data, &time, nullptr, nullptr) != KS_OK)
+        ksInfo(data, &time, &size, nullptr) != KS_OK || position >= size)
         return nullptr;
     return makeRecord(dir, kind, name, ext, position, time);
 }

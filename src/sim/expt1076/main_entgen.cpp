@@ -2,6 +2,7 @@
 // exit status.
 #include <cstdio>
 
+#include "kspath.h"
 #include "kterr.h"
 #include "ktex.h"
 #include "vgstruct.h"
@@ -11,6 +12,8 @@
 #include "votr.h"
 
 int main(int argc, char** argv) {
+    // Before any file is opened: none may become a standard stream.
+    ksStdFilesOpen();
     // Reports and prompts interleave with the user's typing: no buffering.
     std::setbuf(stdout, nullptr);
     std::setbuf(stderr, nullptr);

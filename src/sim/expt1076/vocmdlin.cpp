@@ -214,7 +214,7 @@ bool takeDirLine(char* text, int number) {
 void read_tmdir(int flag) {
     if (flag != 0) return;
     char path[KS_PATHMAX];
-    FILE* raw = ksGetini("scrivet.ini", path) == KS_OK ? std::fopen(path, "r") : nullptr;
+    FILE* raw = ksGetini("scrivet.ini", path) == KS_OK ? ksFopen(path, "r") : nullptr;
     if (!raw) {
         voreport(4, VOM_NOSCRIVET);
         return;

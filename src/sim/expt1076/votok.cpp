@@ -1,14 +1,30 @@
 // The token writer and the opening and closing of the output file. Each
 // piece of text goes to the stream at once, with one write and one error
 // test per piece: a full disk ends the run at the next token.
+//
+// Every output file (model, identifier list, initialization file) is
+// written to a temporary file beside it and put in its place by one rename
+// when it is complete and on the disk: any end of the run before that (a
+// write error, a fatal report, a signal) leaves the old file as it was, and
+// two runs writing one file never mix. The temporary file goes on every way
+// out but a kill that can't be caught.
 #include "votok.h"
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
 #include "entgen_msg.h"
 #include "kspath.h"
 #include "kterr.h"
+#include "ktex.h"
 #include "ktstr.h"
 #include "vgstruct.h"
 #include "vomain.h"
@@ -105,6 +121,49 @@ void votok(int mode, const char* text) {
 }
 
 namespace {
+// The file being written: where it goes and where it is written meanwhile.
+// Plain arrays, so that a signal handler may read them.
+char targetPath[PATH_MAX];
+char tempPath[PATH_MAX];
+volatile sig_atomic_t tempLive = 0;
+
+void dropTemp() {
+    if (!tempLive) return;
+    tempLive = 0;
+    unlink(tempPath);
+}
+
+// A signal that ends the run takes the temporary file with it, then ends
+// the run as it would have.
+void onEndingSignal(int sig) {
+    if (tempLive) unlink(tempPath);
+    signal(sig, SIG_DFL);
+    raise(sig);
+}
+
+// Once per run: every way out removes a temporary file still open. A signal
+// that someone else handles, or that the run was told to ignore, is left so.
+void guardTempFiles() {
+    static bool done = false;
+    if (done) return;
+    done = true;
+    std::atexit(dropTemp);
+    ktAbortAddHandler(dropTemp);
+    for (int sig : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ}) {
+        struct sigaction old {};
+        if (sigaction(sig, nullptr, &old) != 0 || old.sa_handler != SIG_DFL) continue;
+        struct sigaction sa {};
+        sa.sa_handler = onEndingSignal;
+        sigemptyset(&sa.sa_mask);
+        sigaction(sig, &sa, nullptr);
+    }
+}
+
+[[noreturn]] void failOutput(int number, const char* path = nullptr) {
+    dropTemp();
+    fatal(number, path);
+}
+
 // Builds the lower-cased path of base.ext in `dir` (null: the current
 // directory) into vodata.buf and returns it; one file is open at a time.
 char* outputPath(const char* dir, const char* base, const char* ext) {
@@ -118,11 +177,50 @@ char* outputPath(const char* dir, const char* base, const char* ext) {
     return path;
 }
 
+// What the new file may replace at `path`, and the permissions it takes:
+// those of a file it replaces, else what a new file would get. A link is
+// replaced, not written through; a file the user may not write stays, as
+// does anything that is no file.
+bool replaceable(const char* path, mode_t* mode) {
+    mode_t mask = umask(0);
+    umask(mask);
+    *mode = 0666 & ~mask;
+    struct stat st;
+    if (lstat(path, &st) != 0) return errno == ENOENT;
+    if (S_ISLNK(st.st_mode)) return true;
+    // No write bit protects a file even from a user whom access() lets in.
+    if (!S_ISREG(st.st_mode) || !(st.st_mode & 0222) || access(path, W_OK) != 0) return false;
+    *mode = st.st_mode & 07777;
+    return true;
+}
+
+// "<dir>/.<name>.XXXXXX" beside `path`, or ".entgen.XXXXXX" in its directory
+// when the name leaves no room.
+void tempNameFor(const char* path) {
+    const char* slash = std::strrchr(path, '/');
+    std::string_view dir(path, slash ? static_cast<size_t>(slash - path + 1) : 0);
+    const char* name = slash ? slash + 1 : path;
+    constexpr size_t kNameMax = 255, kAdded = 8;  // '.' and ".XXXXXX"
+    if (std::strlen(name) + kAdded > kNameMax) name = "entgen";
+    std::snprintf(tempPath, sizeof tempPath, "%.*s.%s.XXXXXX", static_cast<int>(dir.size()),
+                  dir.data(), name);
+}
+
 void openOutput(const char* path) {
     vofile* f = vo->file;
-    f->fp = std::fopen(path, "w");
+    mode_t mode;
+    if (!replaceable(path, &mode)) fatal(VOM_NOOPEN, path);
+    guardTempFiles();
+    std::snprintf(targetPath, sizeof targetPath, "%s", path);
+    tempNameFor(path);
+    int fd = mkostemp(tempPath, O_CLOEXEC);
+    if (fd < 0) fatal(VOM_NOOPEN, path);
+    tempLive = 1;
+    if (fchmod(fd, mode) != 0 || !(f->fp = fdopen(fd, "w"))) {
+        close(fd);
+        failOutput(VOM_NOOPEN, path);
+    }
     vofilereset(f);
-    if (!f->fp) fatal(VOM_NOOPEN, path);
 }
 }  // namespace
 
@@ -151,11 +249,15 @@ void vofclose() {
     vofile* f = vo ? vo->file : nullptr;
     if (!f || !f->fp) return;
     // Buffered text reaches the disk here; losing it is the same failure as a
-    // failed write.
+    // failed write, and the old file stays.
     bool failed = std::fflush(f->fp) != 0 || std::ferror(f->fp);
+    if (tempLive && !failed) failed = fsync(fileno(f->fp)) != 0;
     failed = std::fclose(f->fp) != 0 || failed;
     f->fp = nullptr;
-    if (failed) fatal(VOM_WRITEERR);
+    if (failed) failOutput(VOM_WRITEERR);
+    if (!tempLive) return;  // a stream that was handed in, not one opened here
+    if (std::rename(tempPath, targetPath) != 0) failOutput(VOM_NOOPEN, targetPath);
+    tempLive = 0;
 }
 
 void vofilereset(vofile* file) {

@@ -146,12 +146,15 @@ TEST_F(Dufs, ShortReadsCountWholeValuesAndStringsTheirLengthByte) {
     ASSERT_NE(openWith(0x87, std::string(20, '\0')), nullptr);  // 8-byte longs: two and a half
     EXPECT_EQ(ktDufsBRead(h, v, 3, KT_DUFS_LONG, 1), 2u);
     ASSERT_NE(openWith(0x85, bytes({0, 3, 'a', 'b', 'c', 5, 'x', 'y'})), nullptr);
-    char s[256] = "junk";
-    EXPECT_EQ(ktDufsBRead(h, s, 1, KT_DUFS_STRING, 0), 1u);
+    char s[KT_DUFS_STRINGMAX] = "junk";
+    EXPECT_EQ(ktDufsBReadString(h, s), 1u);
     EXPECT_STREQ(s, "");
-    EXPECT_EQ(ktDufsBRead(h, s, 1, KT_DUFS_STRING, 0), 1u);
+    EXPECT_EQ(ktDufsBReadString(h, s), 1u);
     EXPECT_STREQ(s, "abc");
-    EXPECT_EQ(ktDufsBRead(h, s, 1, KT_DUFS_STRING, 0), 0u);
+    EXPECT_EQ(ktDufsBReadString(h, s), 0u);
+    EXPECT_STREQ(s, "xy");
+    // An untyped buffer can't take a string.
+    EXPECT_EQ(thrown([&] { ktDufsBRead(h, s, 1, KT_DUFS_STRING, 0); }).number, 1303);
 }
 
 TEST_F(Dufs, PositionsDoNotCountTheDescription) {

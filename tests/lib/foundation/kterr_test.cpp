@@ -34,21 +34,17 @@ constexpr int T_WORD = 1, T_NOTE = 2, T_PLAIN = 3, T_NORIGHT = 4, T_NOLETTER = 5
 
 // A message file of the test's own, written as compiled without the
 // compiler's checks, so that it may hold texts the compiler refuses.
-constexpr const char* kMessages = R"(#define T_APP -1 /* "errtest" */
-#define T_WORD 1 /* "[W] word" */
-#define T_NOTE 2 /* "[  i]note %s" */
-#define T_PLAIN 3 /* "plain %s" */
-#define T_NORIGHT 4 /* "[W word" */
-#define T_NOLETTER 5 /* "[ ] word" */
-#define T_NOTEXT 6 /* "[W]" */
-#define T_FATAL 7 /* "[F] the end" */
-#define T_INTERNAL 8 /* "[Z] broken" */
-#define T_DISABLED 9 /* "[D] hidden" */
-#define T_LOWER 10 /* "[e]rror" */
-#define T_ODD 11 /* "[Q] odd letter" */
-#define T_STATUS 12 /* "[S] status" */
-#define T_ERROR 13 /* "[E] error %s" */
-)";
+FileSpec errtestFile() {
+    FileSpec spec;
+    spec.app = "errtest";
+    spec.messages = {
+        {T_WORD, "[W] word"},     {T_NOTE, "[  i]note %s"},   {T_PLAIN, "plain %s"},
+        {T_NORIGHT, "[W word"},   {T_NOLETTER, "[ ] word"},   {T_NOTEXT, "[W]"},
+        {T_FATAL, "[F] the end"}, {T_INTERNAL, "[Z] broken"}, {T_DISABLED, "[D] hidden"},
+        {T_LOWER, "[e]rror"},     {T_ODD, "[Q] odd letter"},  {T_STATUS, "[S] status"},
+        {T_ERROR, "[E] error %s"}};
+    return spec;
+}
 
 // The working directory for a while, with the path layer told of it.
 struct InDir {
@@ -69,21 +65,11 @@ std::string pidLog(const std::string& base = "unknown") {
     return base + "-" + std::to_string(getpid()) + ".err";
 }
 
-// The log state of a process that has made no report yet.
-void resetLog() {
-    ktErrLogState& log = ktErr_LogV;
-    if (log.stream) std::fclose(log.stream);
-    log.stream = nullptr;
-    log.usable = log.enabled = log.fresh = log.keep = log.first = 1;
-    log.opened = 0;
-    ktErrLogSetArgv0("unknown");
-}
-
 // Reports go to a file of the test's and logs to a directory of its own.
 class Reports : public ::testing::Test {
 protected:
     void SetUp() override {
-        writeMessageFile(msgDir.path("errtest.kmb"), messagesFromSource(kMessages, kept));
+        writeMessageFile(msgDir.path("errtest.kmb"), errtestFile());
         {
             InDir in(msgDir.path());
             msgfile = ktMsgFileOpen("errtest", nullptr, nullptr, nullptr, nullptr);
@@ -92,11 +78,11 @@ protected:
         out = std::tmpfile();
         ktErrFileV = out;
         setenv("KT_LOGDIR", logs.path().c_str(), 1);
-        resetLog();
+        ktErrLogReset();
     }
 
     void TearDown() override {
-        resetLog();
+        ktErrLogReset();
         unsetenv("KT_LOGDIR");
         ktErrFileV = stderr;
         std::fclose(out);
@@ -120,7 +106,6 @@ protected:
     }
 
     TempDir msgDir, logs;
-    std::vector<std::string> kept;  // the strings of the message file's records
     ktMsgHandle* msgfile = nullptr;
     FILE* out = nullptr;
 };
@@ -156,17 +141,9 @@ TEST_F(Reports, TheDesignatorGivesSeverityAndTextAndItsLackAComplaintInFront) {
     }
 }
 
-// A foundation file whose own complaint lacks its designator.
-constexpr const char* kBrokenLib = R"(#define KTM_APPLICATION -1 /* "ktlib" */
-#define KTM_LABEL -2 /* "5.0" */
-#define KTM_VERSIONREC 0 /* "5.3.2" */
-#define KTM_ERR_NOLEFT 1101 /* "no designator in %d of %s" */
-#define KTM_PLAIN 1200 /* "plain" */
-)";
-
 void buildTwiceWithBrokenComplaint() {
     for (const char* which : {"first", "second"}) {
-        ktErrObject* e = ktErrBuild(nullptr, ktMsgFile(), 1200);
+        ktErrObject* e = ktErrBuild(nullptr, ktMsgFile(), 1144);
         std::fprintf(stderr, "%s=[%s]\n", which, ktErrString(e, Stderr));
         ktErrDestroy(e);
     }
@@ -175,9 +152,14 @@ void buildTwiceWithBrokenComplaint() {
 }
 
 TEST_F(FreshProcess, ABrokenComplaintIsMadeByHandAndNeverBuiltAgain) {
+    // A foundation file whose own complaint lacks its designator.
     TempDir dir;
-    std::vector<std::string> kept;
-    writeMessageFile(dir.path("ktlib.kmb"), messagesFromSource(kBrokenLib, kept));
+    FileSpec lib;
+    lib.app = "ktlib";
+    lib.label = "5.0";
+    lib.version = "5.3.2";
+    lib.messages = {{KTM_ERR_NOLEFT, "no designator in %d of %s"}, {KTM_ERR_HELPSTATUS, "plain"}};
+    writeMessageFile(dir.path("ktlib.kmb"), lib);
     InDir in(dir.path());
     const std::string byHand =
         "ktlib: Error: in call to routine ktErrBuildVa(): Problem building internal Error "
@@ -185,8 +167,8 @@ TEST_F(FreshProcess, ABrokenComplaintIsMadeByHandAndNeverBuiltAgain) {
     EXPECT_EXIT(buildTwiceWithBrokenComplaint(), ::testing::ExitedWithCode(0),
                 AllOf(HasSubstr("first=[" + byHand +
                                 "\n+ktlib: Error 1101: in call to routine ktErrBuildVa(): no "
-                                "designator in 1200 of ktlib\n+ktlib: Error 1200: plain]"),
-                      HasSubstr("second=[" + byHand + "\n+ktlib: Error 1200: plain]")));
+                                "designator in 1144 of ktlib\n+ktlib: Error 1144: plain]"),
+                      HasSubstr("second=[" + byHand + "\n+ktlib: Error 1144: plain]")));
 }
 
 TEST_F(Reports, StylesWithAndWithoutLocationAndNumberAndChains) {
@@ -254,7 +236,7 @@ TEST_F(Reports, TheFirstReportAboveStatusMakesTheLogNamedAfterTheProgram) {
     EXPECT_EQ(logs.read(pidLog("rd520.bdb")), "errtest: Warning 1:  :  word\n");  // its own style
     EXPECT_EQ(printed(), "errtest-S-12:  :  status\nerrtest-W-1:  :  word\n");
     // Keeping no older logs, the name has no number and an old file of it goes.
-    resetLog();
+    ktErrLogReset();
     ktErrLogKeepFiles(0);
     logs.write("unknown.err", "earlier run\n");
     ktErrLogOpenFile();
@@ -308,13 +290,13 @@ TEST_F(Reports, WithoutLogDirTheLogStaysWhereItWasOpenedAndItsNameFitsAPath) {
     printed();
 
     InDir in(here.path());
-    resetLog();
+    ktErrLogReset();
     ktErrLogKeepFiles(0);
     const std::string fits(251, 'p');  // with ".err", 255 characters
     ktErrLogSetArgv0(fits.c_str());
     report(T_WORD);
     EXPECT_TRUE(here.exists(fits + ".err"));
-    resetLog();
+    ktErrLogReset();
     ktErrLogKeepFiles(0);
     ktErrLogSetArgv0((fits + "p").c_str());
     report(T_WORD);

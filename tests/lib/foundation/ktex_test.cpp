@@ -211,12 +211,9 @@ void addInOrderUnderPurify() {
     ktExit(7);
 }
 
-TEST_F(ExitHandlers, RunByAscendingOrderUnderPurifyEachOnce) {
+TEST_F(ExitHandlers, RunByAscendingOrderEachOnceAndOnlyUnderASwitch) {
     EXPECT_EXIT(addInOrderUnderPurify(), ExitedWithCode(7),
                 ::testing::ContainsRegex("^first\nclose\nlast\n$"));
-}
-
-TEST_F(ExitHandlers, WithoutTheSwitchesAddingHasNoEffect) {
     EXPECT_EXIT(
         {
             unsetenv("KT_MEMDBG");

@@ -82,32 +82,6 @@ TEST(FormatParser, PositionsAllOrNoneAndWithoutGaps) {
     for (const Case& c : cases) EXPECT_EQ(kinds(c.format), c.kinds) << c.format;
 }
 
-TEST(FormatParser, ArgumentTypeOfEveryConversion) {
-    struct Case {
-        const char* format;
-        int type;
-    };
-    const Case cases[] = {
-        {"%d", 1},   {"%i", 1},       {"%o", 1},        {"%u", 1},          {"%x", 1},
-        {"%X", 1},   {"%hd", 2},      {"%hu", 2},       {"%hX", 2},         {"%ld", 3},
-        {"%lo", 3},  {"%lx", 3},      {"%e", 4},        {"%E", 4},          {"%f", 4},
-        {"%g", 4},   {"%G", 4},       {"%le", 4},       {"%lf", 4},         {"%lG", 4},
-        {"%c", 6},   {"%s", 7},       {"%p", 8},        {"%Ld", 9},         {"%Li", 9},
-        {"%Lo", 9},  {"%Lu", 9},      {"%Lx", 9},       {"%LX", 9},         {"%hn", 32},
-        {"%ln", 48}, {"%*d", 0x4001}, {"%.*s", 0x8007}, {"%*.*Lx", 0xC009}, {"%1$*2$hn", 0x4020},
-    };
-    for (const Case& c : cases) {
-        int type = -1;
-        ktSpFmtParse(
-            c.format,
-            [](const ktSpFmtDesc* d, void* t) {
-                return *static_cast<int*>(t) = ktSpFmtArgIs(d), 1;
-            },
-            &type);
-        EXPECT_EQ(type, c.type) << c.format;
-    }
-}
-
 TEST(FormatArguments, PositionsAndStars) {
     EXPECT_EQ(fmt("%2$s %1$s", "a", "b"), "b a");
     EXPECT_EQ(fmt("%3$s|%1$d|%2$.2f|%4$Ld", 7, 2.5, "s", int64_t{1} << 40),

@@ -129,23 +129,4 @@ TEST(RegexpErrors, EveryWordTheCompilerUses) {
     EXPECT_EQ(thrownText([] { ktRegexpExec(nullptr, nullptr, "a"); }), "NULL parameter");
 }
 
-// The patterns the library itself lives on.
-TEST(RegexpLibraryPatterns, VersionNumbersAndFormatDirectives) {
-    const char* version = "^([0-9]+)\\.([0-9]+)\\.([0-9]+)$";
-    EXPECT_EQ(groups(version, "5.3.12"), "5.3.12|5|3|12");
-    for (const char* bad : {"5.3", "5.3.1.0", "5x3.1", " 5.3.1", "5..1"})
-        EXPECT_EQ(groups(version, bad), "no match") << bad;
-
-    const char* directive =
-        "^%(([1-9][0-9]?)\\$)?([-+ #0]*)?([0-9]*|\\*|\\*[1-9][0-9]?\\$)?"
-        "(\\.([0-9]*|\\*|\\*[1-9][0-9]?\\$))?([hlL]?[diouxX]|[hl]n|l?[eEfgG]|[csp])";
-    EXPECT_EQ(groups(directive, "%12$-08.3ldrest"), "%12$-08.3ld|12$|12|-0|8|.3|3|ld");
-    // `*` alone fails the conversion, so `*` with a position is tried next.
-    EXPECT_EQ(groups(directive, "%*2$.*3$Lx"), "%*2$.*3$Lx|-|-||*2$|.*3$|*3$|Lx");
-    EXPECT_EQ(groups(directive, "%*.*f"), "%*.*f|-|-||*|.*|*|f");
-    EXPECT_EQ(groups(directive, "%.s"), "%.s|-|-|||.||s");
-    for (const char* bad : {"%0$d", "%100$d", "%n", "%Ln", "%Lf", "%ls", "%q", "%5", "x%d"})
-        EXPECT_EQ(groups(directive, bad), "no match") << bad;
-}
-
 }  // namespace

@@ -1,6 +1,7 @@
 #include "kssrch.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -104,6 +105,30 @@ TEST_F(Search, KdirDirectoriesTooLongForAPathArePassedOver) {
     d2.write("N", "");
     useKdir("/" + std::string(300, 'x') + ":/" + std::string(252, 'y') + ":" + d2.path());
     EXPECT_EQ(find("N"), d2.path("N"));
+}
+
+TEST_F(Search, AnEntryThatTheCutOfKdirReachesIsDropped) {
+    // KDIR is kept to 2047 characters. Cut inside "<d2>/xlonger", its head
+    // "<d2>/x" would name another directory.
+    d2.write("x/N", "");
+    std::string head = d2.path("x");
+    useKdir(std::string(2047 - head.size(), ':') + d2.path("xlonger"));
+    EXPECT_EQ(find("N"), "-N");
+    // Cut just behind an entry, the entry is whole.
+    ksKdirReset();
+    useKdir(std::string(2047 - head.size(), ':') + head + ":" + d1.path());
+    EXPECT_EQ(find("N"), head + "/N");
+}
+
+TEST_F(Search, ASupportFileIsARegularFile) {
+    // A FIFO or a device of the name would hang its reader: the search
+    // passes over it to the next place.
+    ASSERT_EQ(mkfifo("N", 0644), 0);
+    ASSERT_EQ(symlink("/dev/zero", "Z"), 0);
+    d1.write("N", "");
+    EXPECT_EQ(find("N"), d1.path("N"));
+    EXPECT_EQ(find("Z"), "-Z");
+    EXPECT_EQ(find("Z", KS_ANY), def + "Z");
 }
 
 }  // namespace

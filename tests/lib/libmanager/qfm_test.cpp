@@ -76,13 +76,14 @@ TEST_F(FileSearch, MegaIndexOfThirtyByteRecords) {
     lib("[m]", "empty", "packed");
     lib("[m]", "nodata", "packed");
     lib("[m]", "last", "packed");
-    dir_.write("mega/sym.tbl",
-               record("OR3.2\t120") + record("xor2.1 -1") + record("junk") + "nand2.1 9");
-    dir_.write("mega/sym.lib", "data");
+    dir_.write("mega/sym.tbl", record("OR3.2\t120") + record("xor2.1 -1") + record("junk") +
+                                   record("inv.1 121") + record("buf.1 99999999999999999999") +
+                                   "nand2.1 9");
+    dir_.write("mega/sym.lib", std::string(121, 'd'));
     dir_.write("empty/sym.tbl", "");                   // no hits, no failure
     dir_.write("nodata/sym.tbl", record("and2.1 5"));  // no data file: no hit
     dir_.write("last/sym.tbl", record("and2.1 7") + "x");
-    dir_.write("last/sym.lib", "");
+    dir_.write("last/sym.lib", "12345678");
     qfm_id* id = qfm_find_file("packed", 1, "Or3", "2");
     ASSERT_NE(id, nullptr);
     EXPECT_EQ(id->position, 120);
@@ -90,15 +91,17 @@ TEST_F(FileSearch, MegaIndexOfThirtyByteRecords) {
     EXPECT_STREQ(id->name, "or3");
     EXPECT_GT(id->time, 1u);
     qfm_free_id(id);
-    // A negative offset doesn't count, and a short tail is no record.
-    EXPECT_EQ(qfm_find_directory("packed", 1, "xor2", "1"), nullptr);
-    EXPECT_EQ(qfm_find_directory("packed", 1, "nand2", "1"), nullptr);
+    // A negative offset doesn't count, nor one past the data or too large
+    // to read, and a short tail is no record.
+    for (const char* name : {"xor2", "inv", "buf", "nand2"})
+        EXPECT_EQ(qfm_find_directory("packed", 1, name, "1"), nullptr) << name;
     id = qfm_find_file("packed", 1, "and2", "1");
     ASSERT_NE(id, nullptr);
     EXPECT_EQ(id->position, 7);
     qfm_free_id(id);
     // A loop walks each index in its own order, with or without a data file.
-    EXPECT_EQ(walk("packed", 1, "*", "*"), (std::vector<std::string>{"or3.2", "and2.1", "and2.1"}));
+    EXPECT_EQ(walk("packed", 1, "*", "*"),
+              (std::vector<std::string>{"or3.2", "inv.1", "and2.1", "and2.1"}));
     EXPECT_EQ(walk("packed", 1, "O*", "2"), (std::vector<std::string>{"or3.2"}));
     // The index only covers kinds that may be packed; others are plain.
     dir_.write("mega/doc/notes.1", "");

@@ -3,8 +3,11 @@
 // whose counts follow the translator's own tally.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -210,6 +213,71 @@ TEST_F(ProgramRun, LibraryWalkTakesTheLowestVersionAndReportsAStrayFileOnce) {
     EXPECT_LT(first, second);
     EXPECT_THAT(r.err, Not(HasSubstr("AND2.2")));
     EXPECT_THAT(r.err, Not(HasSubstr("OR3.70")));
+}
+
+TEST_F(ProgramRun, ClosedStandardStreamsLendTheirPlaceToNoFile) {
+    // No input: the questions take their defaults and the run ends, as at
+    // the end of an input, not reading answers from a file of its own.
+    RunResult r = runEntgen(dir.path(), {}, "", {}, {0});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.err, HasSubstr("Translate library or symbol?[symbol]: Symbol name:: "));
+    EXPECT_EQ(count(r.err, "Translate library or symbol?"), 1u) << r.err;
+    // No output: the model holds the model alone, and the reports go nowhere.
+    RunResult open = run({"-o", "cells:and2"});
+    ASSERT_EQ(open.status, 0) << open.err;
+    const std::string model = dir.read("cells/behv/and2.vhd");
+    r = runEntgen(dir.path(), {"-o", "cells:and2"}, "", {}, {1, 2});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(dir.read("cells/behv/and2.vhd"), model);
+}
+
+TEST_F(ProgramRun, SupportFilesThatAreNoFilesAreNotWaitedOn) {
+    // A FIFO of the message file's name is passed over for the real one; one
+    // of the library list's name is a missing library list.
+    ASSERT_EQ(mkfifo(dir.path("entgen.kmb").c_str(), 0644), 0);
+    std::filesystem::remove(dir.path("scrivet.ini"));
+    ASSERT_EQ(mkfifo(dir.path("scrivet.ini").c_str(), 0644), 0);
+    RunResult r = run({"-o", "cells:and2"});
+    EXPECT_EQ(r.status, 1) << r.err;
+    EXPECT_THAT(r.err, HasSubstr("Error 552:"));
+}
+
+// The shipped message file with a change a hostile or damaged copy could
+// bring: placed in the run's directory, it wins the search.
+std::string shippedMessages() {
+    std::ifstream in(ENTGEN_SHARE_DIR "/entgen.kmb", std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+uint32_t be32At(const std::string& b, size_t at) {
+    uint32_t v = 0;
+    for (size_t i = 0; i < 4; ++i) v = v << 8 | static_cast<unsigned char>(b[at + i]);
+    return v;
+}
+
+TEST_F(ProgramRun, AMessageFileThatDoesNotFitItsArgumentsIsRefusedNotFormatted) {
+    dir.write("cells/behv/and2.vhd", "the good model\n");
+    // Message 515, which takes nothing, asks for two strings.
+    std::string texts = shippedMessages();
+    const std::string heading("-- Entity declaration\0", 22);
+    size_t at = texts.find(heading);
+    ASSERT_NE(at, std::string::npos);
+    texts.replace(at, heading.size(), std::string("%s%s") + std::string(18, '\0'));
+    // One byte of the index, and number 514 reads as 515.
+    std::string index = shippedMessages();
+    const size_t entries = 2 + be32At(index, 2 + 16) + 4;
+    size_t entry = entries;
+    while (be32At(index, entry) != 514) entry += 12;
+    index[entry + 3] = 0x03;
+
+    for (const auto& [damaged, report] : {std::pair{texts, "Error 1024"}, {index, "Error 1006"}}) {
+        dir.write("entgen.kmb", damaged);
+        RunResult r = run({"-o", "cells:and2"});
+        EXPECT_EQ(r.status, 3) << r.err;
+        EXPECT_THAT(r.err, HasSubstr(report));
+        EXPECT_THAT(r.err, HasSubstr(dir.path("entgen.kmb")));
+        EXPECT_EQ(dir.read("cells/behv/and2.vhd"), "the good model\n");
+    }
 }
 
 }  // namespace

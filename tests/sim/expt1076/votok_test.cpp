@@ -1,12 +1,18 @@
 #include "votok.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "kterr.h"
 #include "tempdir.h"
 #include "vofixture.h"
 
@@ -147,6 +153,92 @@ TEST_F(Overwrite, AskedOnlyForAnExistingModelAndNeverWithOOrU) {
     vofclose();
     EXPECT_EQ(asked(), question + question + question);
     EXPECT_EQ(vo->warnings, 3) << "a warning comes with each question";
+}
+
+// The names in a directory, hidden ones too.
+std::vector<std::string> entries(const TempDir& dir) {
+    std::vector<std::string> out;
+    for (const auto& e : std::filesystem::directory_iterator(dir.path()))
+        out.push_back(e.path().filename());
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+class OutputFile : public TranslatorTest {
+protected:
+    void SetUp() override {
+        TranslatorTest::SetUp();
+        vo->cmdl->outdir = vostcpy(dir.path().c_str());
+        vo->cmdl->overwrite = 1;
+        dir.write("and2.vhd", "old model\n");
+        chmod(dir.path("and2.vhd").c_str(), 0640);
+    }
+    void writeModel(const std::string& text) {
+        ASSERT_EQ(vofopen("and2", "vhd"), 1);
+        votok(NL, text.c_str());
+    }
+    TempDir dir;
+};
+
+TEST_F(OutputFile, AppearsWholeInOneStepAndKeepsThePermissions) {
+    writeModel("new");
+    EXPECT_EQ(dir.read("and2.vhd"), "old model\n") << "the old model stands until the close";
+    EXPECT_EQ(entries(dir).size(), 2u);
+    vofclose();
+    EXPECT_EQ(dir.read("and2.vhd"), "new\n");
+    EXPECT_EQ(entries(dir), std::vector<std::string>{"and2.vhd"});
+    struct stat st;
+    ASSERT_EQ(stat(dir.path("and2.vhd").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    // A link at the model's path is replaced, and what it named stays.
+    dir.write("elsewhere.txt", "not a model\n");
+    std::filesystem::remove(dir.path("and2.vhd"));
+    std::filesystem::create_symlink("elsewhere.txt", dir.path("and2.vhd"));
+    writeModel("newer");
+    vofclose();
+    EXPECT_FALSE(std::filesystem::is_symlink(dir.path("and2.vhd")));
+    EXPECT_EQ(dir.read("and2.vhd"), "newer\n");
+    EXPECT_EQ(dir.read("elsewhere.txt"), "not a model\n");
+}
+
+using OutputFileDeathTest = OutputFile;
+
+// Writes past `bytes` of any file fail as on a full disk.
+void limitFileSize(rlim_t bytes) {
+    rlimit limit{bytes, bytes};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    signal(SIGXFSZ, SIG_IGN);
+}
+
+TEST_F(OutputFileDeathTest, AnyEndBeforeTheCloseLeavesTheOldFileAndNoOther) {
+    // A disk that fills: no write past the first 64 bytes of any file.
+    EXPECT_EXIT(
+        {
+            limitFileSize(64);
+            writeModel(std::string(200, 'x'));
+            vofclose();
+        },
+        ::testing::ExitedWithCode(1), "543");
+    EXPECT_EXIT(
+        {
+            writeModel("half a model");
+            raise(SIGTERM);
+        },
+        ::testing::KilledBySignal(SIGTERM), "");
+    EXPECT_EXIT(
+        {
+            writeModel("half a model");
+            ktErrReport2("test", KT_ERR_FATAL, "the end");
+        },
+        ::testing::ExitedWithCode(3), "the end");
+    EXPECT_EQ(dir.read("and2.vhd"), "old model\n");
+    EXPECT_EQ(entries(dir), std::vector<std::string>{"and2.vhd"});
+    // What the user may not write, and what is no file, is not replaced.
+    chmod(dir.path("and2.vhd").c_str(), 0444);
+    EXPECT_EXIT(writeModel("new"), ::testing::ExitedWithCode(1), "546");
+    dir.mkdir("or3.vhd");
+    EXPECT_EXIT(vofopen("or3", "vhd"), ::testing::ExitedWithCode(1), "546");
+    EXPECT_EQ(dir.read("and2.vhd"), "old model\n");
 }
 
 }  // namespace
