@@ -28,8 +28,6 @@ constexpr int kMaxErrors = 25;    // after these the parse gives up
 // ---- Compiling the notation ------------------------------------------------------
 
 struct Builder {
-    const bnfRule* rules;
-    int count;
     std::vector<bnfKeyword> keywords;
     std::vector<bnfGrammar> grammar;
     const char* rule;  // for faults
@@ -676,7 +674,7 @@ std::string messageOf(int code, const char* a, const char* b) {
 // ---- Tables ----------------------------------------------------------------------
 
 int bnfBuildTables(const bnfRule* rules, int count, bnfDescriptor* out) {
-    Builder b{rules, count, {}, {}, "(fixed keywords)"};
+    Builder b{{}, {}, "(fixed keywords)"};
     addKeyword(b, "", 0, 0);
     addKeyword(b, "xendofformx", BNF_ENDFORM, 1);
     addKeyword(b, "integertoken", BNF_INTEGER, 1);

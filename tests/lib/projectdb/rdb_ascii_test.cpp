@@ -114,12 +114,21 @@ TEST_F(AsciiSyntax, FaultsAreReportedWithTheirLines) {
         {") (masterDatabase m \"\" \"\" 1)", "Error: @1Unexpected end of form \")\".\n"},
         {"(masterDatabase m \"5.2.0\" \"test\" 1\n (classTable",
          "Error: @2Unexpected end of file.\n"},
+        // Deeper than the parser's stack.
+        {"(config" + [] {
+             std::string nest;
+             for (int i = 0; i < 4100; ++i) nest += "\n(object o";
+             return nest + std::string(4101, ')');
+         }(),
+         "Error: @4095Unidentified syntax error.\n"},
     };
     for (const Case& c : cases) {
         Parsed p = parse(c.text);
         std::string said = c.said;
-        for (size_t at; (at = said.find('@')) != std::string::npos;)
-            said.replace(at, 2, where(said[at + 1] - '0'));
+        for (size_t at; (at = said.find('@')) != std::string::npos;) {
+            size_t digits = said.find_first_not_of("0123456789", at + 1) - at - 1;
+            said.replace(at, digits + 1, where(std::stoi(said.substr(at + 1, digits))));
+        }
         EXPECT_EQ(p.said, said) << c.text;
         EXPECT_EQ(p.m, nullptr) << c.text;
         EXPECT_EQ(p.status, 12);
