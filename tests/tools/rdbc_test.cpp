@@ -27,9 +27,9 @@ TEST(MasterCompiler, TheBinaryReadsBackAsItsSource) {
     ChdirGuard into{dir.path()};
     // Schemas are read before the storage managers of their file, so a
     // schema names one of an earlier file.
-    dir.write("more.mdb", R"((masterDatabase ignored "5.2.0" "more" 2
+    dir.write("more.mdb", R"((masterDatabase ignored "" "more" 2
   (storageManagerTable (storageManagerDef sm SM_OXBRACE (policies QUERY) (versionDepth 4)))
-  (classTable (classDef extra 0 (physType rdbPhysTypeDIR) (relPath ABSOLUTE)))))");
+  (classTable (classDef extra 0 (physType rdbPhysTypeDIR) (relPath ABSOLUTE) (classLabel "")))))");
     RunResult r = compile(dir, R"((masterDatabase compiled "5.2.0" "source" 1
   (external "more.mdb")
   (symbolTable ALL (symbolDef S "sym"))

@@ -203,12 +203,14 @@ struct Pass {
         return !again;
     }
 
+    // An empty text is no text, as in the binary form.
     void text(bnfObject* def, int keyword, char** field, bool again, rdbClass* cls,
               const char* what) {
         bnfObject* f = find(def, keyword);
         if (!f || !firstOnly(again, cls, what)) return;
         if (*field) ktStrFree(*field);
-        *field = ktStrCpy(stringValue(f));
+        const char* value = stringValue(f);
+        *field = value && *value ? ktStrCpy(value) : nullptr;
     }
 
     template <typename T, size_t N>
@@ -422,8 +424,8 @@ int parseInto(const char* file, rdbMaster** master, Top* top) {
             "\nWarning: This version of the ascii database definition file reader"
             "\n         (%s) may not suit the file \"%s\", which is meant for \"%s\".",
             rdbVERSION, path, suits);
-    if (rdbiAddFileSpec(pass.m, path, suits, fileVersion, static_cast<int32_t>(ksFtime(path))) ==
-        rdbStatOPEN)
+    if (rdbiAddFileSpec(pass.m, path, *suits ? suits : nullptr, fileVersion,
+                        static_cast<int32_t>(ksFtime(path))) == rdbStatOPEN)
         return rdbStatOPEN;
 
     for (bnfObject* e = pass.find(goal, rdbKw_external); e; e = pass.next(e)) {
