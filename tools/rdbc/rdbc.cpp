@@ -33,8 +33,7 @@ int main(int argc, char** argv) {
     int status = 0;
     rdbMaster* m = rdbiParseDatabase(source, 0, rdbVERSION, 0, &status);
     if (!m) {
-        std::fprintf(stderr, "rdbc: %s: the master database has faults; nothing written\n",
-                     source);
+        std::fprintf(stderr, "rdbc: %s: the master database has faults; nothing written\n", source);
         return 1;
     }
     // Written under another name and renamed, so that no reader ever sees

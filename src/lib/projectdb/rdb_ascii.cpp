@@ -25,18 +25,19 @@ struct Word {
     const char* text;
     uint32_t value;
 };
-#define W(x) {#x, x}
+#define W(x) \
+    { #x, x }
 constexpr Word kClassFlags[] = {
-    W(rdbFlagNONE),          W(rdbFlagRELNAME),       W(rdbFlagNUMMOD),
-    W(rdbFlagTMVIEW_NAME),   W(rdbFlagEXCL_NAME),     W(rdbFlagEXCL_PATH),
-    W(rdbFlagEXCLUSIVE),     W(rdbFlagNOLOCK),        W(rdbFlagLOCK),
-    W(rdbFlagHIDDEN),        W(rdbFlagCREATE_ERR),    W(rdbFlagMETADATA),
-    W(rdbFlagDEFER_META),    W(rdbFlagNO_META_LOCK),  W(rdbFlagMEGAFILE),
-    W(rdbFlagNO_MEGA_CACHE), W(rdbFlagNO_DIR_CACHE),  W(rdbFlagTMVIEW_INI),
-    W(rdbFlagMULTI_INI),     W(rdbFlagCLASS_META),    W(rdbFlagUPDATE_META),
+    W(rdbFlagNONE),           W(rdbFlagRELNAME),      W(rdbFlagNUMMOD),
+    W(rdbFlagTMVIEW_NAME),    W(rdbFlagEXCL_NAME),    W(rdbFlagEXCL_PATH),
+    W(rdbFlagEXCLUSIVE),      W(rdbFlagNOLOCK),       W(rdbFlagLOCK),
+    W(rdbFlagHIDDEN),         W(rdbFlagCREATE_ERR),   W(rdbFlagMETADATA),
+    W(rdbFlagDEFER_META),     W(rdbFlagNO_META_LOCK), W(rdbFlagMEGAFILE),
+    W(rdbFlagNO_MEGA_CACHE),  W(rdbFlagNO_DIR_CACHE), W(rdbFlagTMVIEW_INI),
+    W(rdbFlagMULTI_INI),      W(rdbFlagCLASS_META),   W(rdbFlagUPDATE_META),
     W(rdbFlagIGNORE_DEFAULT), W(rdbiFlagPROTECTED),   W(rdbFlagCREATE_VIEW_DIR),
-    W(rdbFlagCREATE_DIR),    W(rdbFlagARCH_NONE),     W(rdbFlagARCH_REF),
-    W(rdbFlagARCH_ALL),      W(rdbFlagNOCASE),        W(rdbFlagUPCASE),
+    W(rdbFlagCREATE_DIR),     W(rdbFlagARCH_NONE),    W(rdbFlagARCH_REF),
+    W(rdbFlagARCH_ALL),       W(rdbFlagNOCASE),       W(rdbFlagUPCASE),
     W(rdbFlagDNCASE),
 };
 // A database takes only these two of the flag words.
@@ -48,12 +49,12 @@ constexpr Word kObjectTypes[] = {
 constexpr Word kLockModes[] = {W(rdbLockModeNONE), W(rdbLockModeFILE), W(rdbLockModeDIR),
                                W(rdbLockModeALL)};
 constexpr Word kSortModes[] = {
-    W(rdbSortModeNONE),   W(rdbSortModeNAME), W(rdbSortModeNAMEREV),
+    W(rdbSortModeNONE),   W(rdbSortModeNAME),   W(rdbSortModeNAMEREV),
     W(rdbSortModeMOD),    W(rdbSortModeMODREV), W(rdbSortModeVER),
-    W(rdbSortModeVERREV), W(rdbSortModeDATE), W(rdbSortModeDATEREV),
+    W(rdbSortModeVERREV), W(rdbSortModeDATE),   W(rdbSortModeDATEREV),
 };
 constexpr Word kLockTests[] = {
-    W(rdbLockTestDEFAULT), W(rdbLockTestUSERID), W(rdbLockTestPID),   W(rdbLockTestHOSTNAME),
+    W(rdbLockTestDEFAULT), W(rdbLockTestUSERID), W(rdbLockTestPID), W(rdbLockTestHOSTNAME),
     W(rdbLockTestFACID),   W(rdbLockTestFACVER), W(rdbLockTestALL),
 };
 constexpr Word kRelTypes[] = {W(rdbRelTypeCOMPOSITE), W(rdbRelTypeEQUIV), W(rdbRelTypeASSOC)};
@@ -62,8 +63,8 @@ constexpr Word kOrdinalities[] = {
     W(rdbOrdType0TO1), W(rdbOrdType0TON), W(rdbOrdTypeNTO0),
 };
 constexpr Word kViewFlags[] = {
-    W(rdbViewFlagNONE),       W(rdbViewFlagDISABLED),    W(rdbViewFlagSP_NAME_REQ),
-    W(rdbViewFlagSP_NO_MEGA), W(rdbViewFlagSP_NO_WRITE), W(rdbViewFlagSP_NO_PRIM),
+    W(rdbViewFlagNONE),        W(rdbViewFlagDISABLED),       W(rdbViewFlagSP_NAME_REQ),
+    W(rdbViewFlagSP_NO_MEGA),  W(rdbViewFlagSP_NO_WRITE),    W(rdbViewFlagSP_NO_PRIM),
     W(rdbViewFlagINI_NO_COPY), W(rdbViewFlagINI_COPY_WRITE),
 };
 #undef W
@@ -77,11 +78,11 @@ constexpr Word kPolicies[] = {
 constexpr Word kSmTypes[] = {
     {"SM_OXBRACE", rdbSmTypeOXBRACE}, {"SM_HALDANE", rdbSmTypeHALDANE}, {"SM_NONE", rdbSmTypeNONE}};
 constexpr Word kRelPaths[] = {
-    {"NONE", rdbRelPathNONE},          {"GETINI", rdbRelPathGETINI},
-    {"INIPATH", rdbRelPathINIPATH},    {"KDIR", rdbRelPathKDIR},
-    {"PATH", rdbRelPathPATH},          {"CWD", rdbRelPathCWD},
-    {"PARENT", rdbRelPathPARENT},      {"GRANDPARENT", rdbRelPathGRANDPARENT},
-    {"ABSOLUTE", rdbRelPathABSOLUTE},  {"ABSMETA", rdbRelPathABSMETA},
+    {"NONE", rdbRelPathNONE},         {"GETINI", rdbRelPathGETINI},
+    {"INIPATH", rdbRelPathINIPATH},   {"KDIR", rdbRelPathKDIR},
+    {"PATH", rdbRelPathPATH},         {"CWD", rdbRelPathCWD},
+    {"PARENT", rdbRelPathPARENT},     {"GRANDPARENT", rdbRelPathGRANDPARENT},
+    {"ABSOLUTE", rdbRelPathABSOLUTE}, {"ABSMETA", rdbRelPathABSMETA},
     {"ENVVAR", rdbRelPathENVVAR},
 };
 
@@ -171,8 +172,9 @@ struct Pass {
         return sm;
     }
 
-    // A classRef form as a node of `list`; the class must exist.
-    void classRef(bnfObject* ref, rdbClassList** list) {
+    // A classRef form as a node of the list `link` leads into; the class
+    // must exist. The link moves on to the new node's.
+    void classRef(bnfObject* ref, rdbClassList**& link) {
         const char* name = ident(ref);
         rdbClass* cls = rdbiFindClass(m, name);
         if (!cls) {
@@ -180,7 +182,8 @@ struct Pass {
                   "\" not found in master db");
             return;
         }
-        rdbClassList* node = rdbiAddClassList(list, cls);
+        rdbClassList* node = rdbiAddClassList(link, cls);
+        link = &node->next;
         if (bnfObject* f = find(ref, rdbKw_flags)) node->flags = words(f, kClassFlags);
         if (bnfObject* sm = find(ref, rdbKw_storageManagerRef)) {
             node->storMgr = storMgrRef(sm);
@@ -254,7 +257,8 @@ struct Pass {
         if (rdbRelation* known = rdbiFindRelation(cls, name)) {
             if (known->type != type || known->ordinality != ord)
                 error(std::string("\n   Error: Relationship \"") + (name ? name : "") +
-                      "\" of class \"" + cls->name + "\" redefined with another type or ordinality");
+                      "\" of class \"" + cls->name +
+                      "\" redefined with another type or ordinality");
             return;
         }
         rdbiNewRelation(cls, name, type, ord);
@@ -276,8 +280,8 @@ struct Pass {
         const char* name = ident(form);
         rdbClass* cls = rdbiFindClass(m, name);
         if (!cls)
-            error(std::string("\n   Error: Referenced ") + what + " class not defined: " +
-                  (name ? name : ""));
+            error(std::string("\n   Error: Referenced ") + what +
+                  " class not defined: " + (name ? name : ""));
         return cls;
     }
 

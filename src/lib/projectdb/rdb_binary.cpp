@@ -116,7 +116,7 @@ char* orNull(const std::string& text) {
 struct Reading {
     In in;
     rdbMaster* m;
-    bool drop;  // the master was known: all that is read is dropped
+    bool drop;     // the master was known: all that is read is dropped
     bool oldForm;  // a "5.1dm" file
     // The class of each class entry in file order, null for one that was
     // read into scratch, and the number of its relationships.
@@ -136,6 +136,7 @@ struct Reading {
     // storage manager not known by then is left out.
     void classList(rdbClassList** list) {
         int32_t n = in.count("Num Class Lists");
+        rdbClassList** link = list;
         for (int32_t i = 0; i < n && !in.end; ++i) {
             std::string name = in.string("Class Ref");
             uint32_t flags = in.unsignedLong("Flags");
@@ -145,7 +146,8 @@ struct Reading {
             if (!list || in.end) continue;
             rdbClass* cls = rdbiFindClass(m, name.c_str());
             if (!cls) continue;
-            rdbClassList* node = rdbiAddClassList(list, cls);
+            rdbClassList* node = rdbiAddClassList(link, cls);
+            link = &node->next;
             node->flags = flags;
             node->smPolicy = policy;
             node->versionDepth = depth;
@@ -397,8 +399,8 @@ rdbMaster* readFile(ktDufsB* f, const char* file, const char* path, int facility
 
 }  // namespace
 
-rdbMaster* rdbiReadMaster(const char* file, int facility, const char* version,
-                          uintptr_t clientdata, int* status) {
+rdbMaster* rdbiReadMaster(const char* file, int facility, const char* version, uintptr_t clientdata,
+                          int* status) {
     *status = rdbStatFAILURE;
     if (!file) return nullptr;
     char path[KS_PATHMAX];
@@ -573,8 +575,7 @@ struct Check {
         ok = false;
     }
     void text(const char* t, const std::string& what) {
-        if (t && std::strlen(t) > 255)
-            refuse(what + " has more than 255 characters");
+        if (t && std::strlen(t) > 255) refuse(what + " has more than 255 characters");
     }
     void properties(const rdbProperty* list, const std::string& owner) {
         for (const rdbProperty* p = list; p; p = p->next) {

@@ -18,8 +18,8 @@ constexpr int32_t rdbiRDVER = 0;
 // what it holds, and the file is read to its end and dropped. Returns the
 // master with status 0, or null with status 12 when the file can't be
 // found or read, or is of another version.
-rdbMaster* rdbiReadMaster(const char* file, int facility, const char* version,
-                          uintptr_t clientdata, int* status);
+rdbMaster* rdbiReadMaster(const char* file, int facility, const char* version, uintptr_t clientdata,
+                          int* status);
 
 // Writes `master` to `path` as database version "5.2.0". The file entries
 // carry each source file's name without its directory. A master that the

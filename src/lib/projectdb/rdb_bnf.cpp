@@ -360,7 +360,8 @@ namespace {
 bnfObject* newObject(bnfParser* p, int type, int line) {
     bnfPage* page = p->pages;
     if (!page || page->used == p->desc->pageSize) {
-        size_t size = sizeof(bnfPage) + sizeof(bnfObject) * static_cast<size_t>(p->desc->pageSize - 1);
+        size_t size =
+            sizeof(bnfPage) + sizeof(bnfObject) * static_cast<size_t>(p->desc->pageSize - 1);
         page = static_cast<bnfPage*>(ktMemCalloc(1, size, "bnfPage"));
         page->next = p->pages;
         p->pages = page;
@@ -410,10 +411,10 @@ void freePages(bnfParser* p) {
 // ---- The parse -------------------------------------------------------------------
 
 struct Frame {
-    int item;         // first entry of the item to match next; 0 at the end
-    bnfObject* node;  // where matched objects go
-    int form;         // keyword of the form this frame reads; 0 for a group
-    int group;        // keyword of the group this frame reads; 0 for a form
+    int item;               // first entry of the item to match next; 0 at the end
+    bnfObject* node;        // where matched objects go
+    int form;               // keyword of the form this frame reads; 0 for a group
+    int group;              // keyword of the group this frame reads; 0 for a form
     std::vector<int> seen;  // entries of at-most-once alternatives met
 };
 
@@ -430,20 +431,26 @@ struct Parse {
     bool begins(int keyword, const Token& t, int depth = 0) const {
         const bnfKeyword& k = d->keywords[keyword];
         switch (k.kind) {
-        case BNF_FORM: return t.kind == T_OPEN && t.keyword == keyword;
-        case BNF_INTEGER: return t.kind == T_INTEGER;
-        case BNF_STRING: return t.kind == T_STRING;
-        case BNF_IDENT: return t.kind == T_IDENT;
-        case BNF_LITERAL: return t.kind == T_IDENT && ktStrIcmp(t.text.c_str(), k.name) == 0;
-        case BNF_GROUP:
-            if (depth > 32) return false;  // no grammar of ours nests groups so deep
-            for (int item = k.first; item; item = entry(item).next) {
-                for (int a = item; a; a = entry(a).alt)
-                    if (begins(entry(a).keyword, t, depth + 1)) return true;
-                if (entry(item).flags & (BNF_REQUIRED | BNF_ONEOF)) return false;
-            }
-            return false;
-        default: return false;
+            case BNF_FORM:
+                return t.kind == T_OPEN && t.keyword == keyword;
+            case BNF_INTEGER:
+                return t.kind == T_INTEGER;
+            case BNF_STRING:
+                return t.kind == T_STRING;
+            case BNF_IDENT:
+                return t.kind == T_IDENT;
+            case BNF_LITERAL:
+                return t.kind == T_IDENT && ktStrIcmp(t.text.c_str(), k.name) == 0;
+            case BNF_GROUP:
+                if (depth > 32) return false;  // no grammar of ours nests groups so deep
+                for (int item = k.first; item; item = entry(item).next) {
+                    for (int a = item; a; a = entry(a).alt)
+                        if (begins(entry(a).keyword, t, depth + 1)) return true;
+                    if (entry(item).flags & (BNF_REQUIRED | BNF_ONEOF)) return false;
+                }
+                return false;
+            default:
+                return false;
         }
     }
 
@@ -509,52 +516,56 @@ struct Parse {
         int keyword = entry(a).keyword;
         const bnfKeyword& k = d->keywords[keyword];
         switch (k.kind) {
-        case BNF_FORM: {
-            if (!k.used) {
-                if (entry(a).flags & BNF_REQUIRED) {
-                    std::string text = std::string("Warning: attempt to ignore a required form: ") +
-                                       k.name + "\n";
-                    bnfWriteMsg(text.c_str());
+            case BNF_FORM: {
+                if (!k.used) {
+                    if (entry(a).flags & BNF_REQUIRED) {
+                        std::string text =
+                            std::string("Warning: attempt to ignore a required form: ") + k.name +
+                            "\n";
+                        bnfWriteMsg(text.c_str());
+                    }
+                    skipForm();
+                    return;
                 }
-                skipForm();
+                bnfObject* o = newObject(p, keyword, r.tok.line);
+                addChild(f.node, o);
+                r.next();
+                push(Frame{k.first, o, keyword, 0, {}});
                 return;
             }
-            bnfObject* o = newObject(p, keyword, r.tok.line);
-            addChild(f.node, o);
-            r.next();
-            push(Frame{k.first, o, keyword, 0, {}});
-            return;
-        }
-        case BNF_GROUP: push(Frame{k.first, f.node, 0, keyword, {}}); return;
-        case BNF_INTEGER: {
-            bnfObject* o = newObject(p, keyword, r.tok.line);
-            errno = 0;
-            long long v = std::strtoll(r.tok.text.c_str(), nullptr, 10);
-            // A "-" alone reads as 0; a number out of range is cut to it.
-            if (errno == ERANGE || v > INT_MAX || v < INT_MIN) {
-                r.report(BNF_WARN_SEMANTIC, r.tok.text.c_str(), k.name);
-                v = v < 0 ? INT_MIN : INT_MAX;
+            case BNF_GROUP:
+                push(Frame{k.first, f.node, 0, keyword, {}});
+                return;
+            case BNF_INTEGER: {
+                bnfObject* o = newObject(p, keyword, r.tok.line);
+                errno = 0;
+                long long v = std::strtoll(r.tok.text.c_str(), nullptr, 10);
+                // A "-" alone reads as 0; a number out of range is cut to it.
+                if (errno == ERANGE || v > INT_MAX || v < INT_MIN) {
+                    r.report(BNF_WARN_SEMANTIC, r.tok.text.c_str(), k.name);
+                    v = v < 0 ? INT_MIN : INT_MAX;
+                }
+                o->value = static_cast<intptr_t>(v);
+                addChild(f.node, o);
+                r.next();
+                return;
             }
-            o->value = static_cast<intptr_t>(v);
-            addChild(f.node, o);
-            r.next();
-            return;
-        }
-        case BNF_STRING:
-        case BNF_IDENT: {
-            bnfObject* o = newObject(p, keyword, r.tok.line);
-            o->value = reinterpret_cast<intptr_t>(ktStrCpy(r.tok.text.c_str()));
-            addChild(f.node, o);
-            r.next();
-            return;
-        }
-        case BNF_LITERAL: {
-            bnfObject* o = newObject(p, keyword, r.tok.line);
-            addChild(f.node, o);
-            r.next();
-            return;
-        }
-        default: return;
+            case BNF_STRING:
+            case BNF_IDENT: {
+                bnfObject* o = newObject(p, keyword, r.tok.line);
+                o->value = reinterpret_cast<intptr_t>(ktStrCpy(r.tok.text.c_str()));
+                addChild(f.node, o);
+                r.next();
+                return;
+            }
+            case BNF_LITERAL: {
+                bnfObject* o = newObject(p, keyword, r.tok.line);
+                addChild(f.node, o);
+                r.next();
+                return;
+            }
+            default:
+                return;
         }
     }
 
@@ -637,35 +648,50 @@ struct Parse {
 
 const char* levelOf(int code) {
     switch (code) {
-    case BNF_NOTE_SKIP: return "Note";
-    case BNF_WARN_EARLYEND:
-    case BNF_WARN_SEMANTIC: return "Warning";
-    case BNF_ERR_TOOMANY: return nullptr;
-    default: return "Error";
+        case BNF_NOTE_SKIP:
+            return "Note";
+        case BNF_WARN_EARLYEND:
+        case BNF_WARN_SEMANTIC:
+            return "Warning";
+        case BNF_ERR_TOOMANY:
+            return nullptr;
+        default:
+            return "Error";
     }
 }
 
 std::string messageOf(int code, const char* a, const char* b) {
     auto s = [](const char* t) { return std::string(t ? t : ""); };
     switch (code) {
-    case BNF_ERR_BUFFER: return "Input buffer length exceeded.";
-    case BNF_ERR_ENDFORM: return "Unexpected end of form \")\".";
-    case BNF_ERR_QUOTES: return "Unmatched quotes.";
-    case BNF_ERR_EOF: return "Unexpected end of file.";
-    case BNF_NOTE_SKIP: return "Skipping rest of form: \"" + s(a) + "\"\n";
-    case BNF_ERR_REQUIRED:
-        return "Required construct missing: \"" + s(a) + "\" (Token=\"" + s(b) + "\").";
-    case BNF_WARN_EARLYEND: return "Parsing ended before end of file.";
-    case BNF_ERR_EXPECTEND: return "Expecting end of form \")\" (Token=\"" + s(a) + "\").";
-    case BNF_WARN_SEMANTIC:
-        return "Token \"" + s(a) + "\" does not satisfy semantic requirements of construct: \"" +
-               s(b) + "\".";
-    case BNF_ERR_ONCE:
-        return "Keyword \"" + s(a) + "\" can occur only once within the current form. ";
-    case BNF_ERR_FORM: return "Unrecognized form \"" + s(a) + "\".";
-    case BNF_ERR_GOAL: return "Missing $GOAL form: " + s(a) + ".";
-    case BNF_ERR_TOOMANY: return "Too many errors.";
-    default: return "Unidentified syntax error.";
+        case BNF_ERR_BUFFER:
+            return "Input buffer length exceeded.";
+        case BNF_ERR_ENDFORM:
+            return "Unexpected end of form \")\".";
+        case BNF_ERR_QUOTES:
+            return "Unmatched quotes.";
+        case BNF_ERR_EOF:
+            return "Unexpected end of file.";
+        case BNF_NOTE_SKIP:
+            return "Skipping rest of form: \"" + s(a) + "\"\n";
+        case BNF_ERR_REQUIRED:
+            return "Required construct missing: \"" + s(a) + "\" (Token=\"" + s(b) + "\").";
+        case BNF_WARN_EARLYEND:
+            return "Parsing ended before end of file.";
+        case BNF_ERR_EXPECTEND:
+            return "Expecting end of form \")\" (Token=\"" + s(a) + "\").";
+        case BNF_WARN_SEMANTIC:
+            return "Token \"" + s(a) +
+                   "\" does not satisfy semantic requirements of construct: \"" + s(b) + "\".";
+        case BNF_ERR_ONCE:
+            return "Keyword \"" + s(a) + "\" can occur only once within the current form. ";
+        case BNF_ERR_FORM:
+            return "Unrecognized form \"" + s(a) + "\".";
+        case BNF_ERR_GOAL:
+            return "Missing $GOAL form: " + s(a) + ".";
+        case BNF_ERR_TOOMANY:
+            return "Too many errors.";
+        default:
+            return "Unidentified syntax error.";
     }
 }
 
@@ -690,11 +716,11 @@ int bnfBuildTables(const bnfRule* rules, int count, bnfDescriptor* out) {
         b.rule = rules[i].name;
         b.keywords[BNF_KW_GOAL + i].first = compileContents(b, rules[i].contents);
     }
-    auto* keywords = static_cast<bnfKeyword*>(
-        ktMem_FastMalloc(sizeof(bnfKeyword) * b.keywords.size()));
+    auto* keywords =
+        static_cast<bnfKeyword*>(ktMem_FastMalloc(sizeof(bnfKeyword) * b.keywords.size()));
     std::memcpy(keywords, b.keywords.data(), sizeof(bnfKeyword) * b.keywords.size());
-    auto* grammar = static_cast<bnfGrammar*>(
-        ktMem_FastMalloc(sizeof(bnfGrammar) * b.grammar.size()));
+    auto* grammar =
+        static_cast<bnfGrammar*>(ktMem_FastMalloc(sizeof(bnfGrammar) * b.grammar.size()));
     std::memcpy(grammar, b.grammar.data(), sizeof(bnfGrammar) * b.grammar.size());
     *out = bnfDescriptor{grammar, static_cast<int>(b.grammar.size()), keywords,
                          static_cast<int>(b.keywords.size()), 255};
@@ -760,7 +786,9 @@ void bnfParseErr(bnfParser* p, int code, const char* a, const char* b) {
     bnfWriteMsg(text.c_str());
 }
 
-void bnfRegisterParseErr(bnfParseErrFn fn) { parseErrFn = fn; }
+void bnfRegisterParseErr(bnfParseErrFn fn) {
+    parseErrFn = fn;
+}
 
 void bnfWriteMsg(const char* text) {
     if (writeMsgFn) {
@@ -771,7 +799,9 @@ void bnfWriteMsg(const char* text) {
     std::fflush(stdout);
 }
 
-void bnfRegisterWriteMsg(bnfWriteMsgFn fn) { writeMsgFn = fn; }
+void bnfRegisterWriteMsg(bnfWriteMsgFn fn) {
+    writeMsgFn = fn;
+}
 
 // ---- The tree ----------------------------------------------------------------------
 

@@ -150,9 +150,9 @@ struct Word {
     int value;
 };
 constexpr Word kVerboseWords[] = {
-    {"LEVEL1", 2},    {"LEVEL2", 6},  {"LEVEL3", 14},  {"LEVEL4", 30},
-    {"DBREAD1", 32},  {"DBREAD2", 96}, {"DBWRITE", 128}, {"LOCK", 0x100},
-    {"META", 0x400},  {"MEGA", 0x1000}, {"SPATH", 0x4000}, {"ALL", 0xfffe},
+    {"LEVEL1", 2},   {"LEVEL2", 6},    {"LEVEL3", 14},    {"LEVEL4", 30},
+    {"DBREAD1", 32}, {"DBREAD2", 96},  {"DBWRITE", 128},  {"LOCK", 0x100},
+    {"META", 0x400}, {"MEGA", 0x1000}, {"SPATH", 0x4000}, {"ALL", 0xfffe},
 };
 constexpr Word kDebugWords[] = {
     {"LEVEL1", 1}, {"LEVEL2", 2}, {"INTER", 4}, {"NOPTR", 8}, {"ALL", 0xffff},
@@ -218,18 +218,17 @@ void clearNames() {
     rdbSchemaSYSTEM = rdbSchemaNULL = rdbSchemaTESMARK = rdbSchemaFILESYS = rdbSchemaGENERIC =
         nullptr;
     rdbTmDatabaseID = nullptr;
-    for (rdbClass** c : {&rdbClassMASTERDB, &rdbClassDATABASE, &rdbClassWILD, &rdbClassCLASS,
-                         &rdbClassPROJECT, &rdbClassLIBRARY, &rdbClassPROJLIST, &rdbClassSCRIV_INI,
-                         &rdbClassPLINTH_INI, &rdbClassTMFILE, &rdbClassTMABSFILE,
-                         &rdbClassSCH_PAGE, &rdbClassSYMBOL, &rdbClassWIRELIST,
-                         &rdbClassDIRECTORY, &rdbClassFILE})
+    for (rdbClass** c :
+         {&rdbClassMASTERDB, &rdbClassDATABASE, &rdbClassWILD, &rdbClassCLASS, &rdbClassPROJECT,
+          &rdbClassLIBRARY, &rdbClassPROJLIST, &rdbClassSCRIV_INI, &rdbClassPLINTH_INI,
+          &rdbClassTMFILE, &rdbClassTMABSFILE, &rdbClassSCH_PAGE, &rdbClassSYMBOL,
+          &rdbClassWIRELIST, &rdbClassDIRECTORY, &rdbClassFILE})
         *c = nullptr;
 }
 
 // A required name that isn't there; said only when asked to be verbose.
 bool missing(const char* what, const char* name) {
-    if (rdbVerboseV > 0)
-        rdbPrint("\nError: The master database has no %s \"%s\".\n", what, name);
+    if (rdbVerboseV > 0) rdbPrint("\nError: The master database has no %s \"%s\".\n", what, name);
     return true;
 }
 
@@ -290,8 +289,8 @@ int makeRootObjects(rdbMaster* m) {
     if (!rdbClassMASTERDB || !rdbClassDATABASE || !rdbDatabaseSYSTEM) return rdbStatOPENERR;
     SysCall sys;
     int status;
-    rdbObject* root = rdbiNewObj(nullptr, rdbClassMASTERDB, m->name, nullptr, 0, nullptr, -1,
-                                 &status);
+    rdbObject* root =
+        rdbiNewObj(nullptr, rdbClassMASTERDB, m->name, nullptr, 0, nullptr, -1, &status);
     if (!root) return rdbStatOPENERR;
     root->database = rdbDatabaseSYSTEM;
     root->state = 0;
@@ -301,8 +300,8 @@ int makeRootObjects(rdbMaster* m) {
     m->rootDatabase = rdbDatabaseSYSTEM;
     m->flags |= itcFlags();
     for (rdbDatabase* db = m->databases; db; db = db->next) {
-        rdbObject* o = rdbiNewObj(root, rdbClassDATABASE, db->name, nullptr, 0, nullptr, -1,
-                                  &status);
+        rdbObject* o =
+            rdbiNewObj(root, rdbClassDATABASE, db->name, nullptr, 0, nullptr, -1, &status);
         if (!o) return rdbStatOPENERR;
         o->database = db;
         if (rdbiOpenObj(o, 3, &status) != rdbStatOK) {
@@ -522,29 +521,46 @@ intptr_t rdbGetObjProp(void* object, int number, int* status) {
     auto* o = static_cast<rdbObject*>(object);
     auto copy = [](const char* text) { return reinterpret_cast<intptr_t>(ktStrCpy(text)); };
     switch (number) {
-    case 1: return reinterpret_cast<intptr_t>(o);
-    case 2: return copy(o->name);
-    case 3: return copy(o->modifier);
-    case 4: return o->version;
-    case 5: return o->physType;
-    case 6: return o->state;
-    case 7: return copy(o->path);
-    // Lock files are not kept yet, so no object is locked.
-    case 9: return 0;
-    case 10: return o->path ? static_cast<intptr_t>(ksFtime(o->path)) : 0;
-    case 11: return reinterpret_cast<intptr_t>(o->parent);
-    case 12: return reinterpret_cast<intptr_t>(o->cls);
-    case 13: return o->cls ? o->cls->objType : 0;
-    case 14: return o->cls ? copy(o->cls->defName) : 0;
-    case 15: return o->cls ? copy(o->cls->defModifier) : 0;
-    case 16: return o->cls ? copy(o->cls->defSubdir) : 0;
-    case 17: {
-        // What the path is on disk: KS_FILE, KS_DIR, or 0 for nothing.
-        int kind = 0;
-        if (o->path && ksInfo(o->path, nullptr, nullptr, &kind) != KS_OK) kind = 0;
-        return kind;
-    }
-    default: *status = rdbStatFAILURE; return 0;
+        case 1:
+            return reinterpret_cast<intptr_t>(o);
+        case 2:
+            return copy(o->name);
+        case 3:
+            return copy(o->modifier);
+        case 4:
+            return o->version;
+        case 5:
+            return o->physType;
+        case 6:
+            return o->state;
+        case 7:
+            return copy(o->path);
+        // Lock files are not kept yet, so no object is locked.
+        case 9:
+            return 0;
+        case 10:
+            return o->path ? static_cast<intptr_t>(ksFtime(o->path)) : 0;
+        case 11:
+            return reinterpret_cast<intptr_t>(o->parent);
+        case 12:
+            return reinterpret_cast<intptr_t>(o->cls);
+        case 13:
+            return o->cls ? o->cls->objType : 0;
+        case 14:
+            return o->cls ? copy(o->cls->defName) : 0;
+        case 15:
+            return o->cls ? copy(o->cls->defModifier) : 0;
+        case 16:
+            return o->cls ? copy(o->cls->defSubdir) : 0;
+        case 17: {
+            // What the path is on disk: KS_FILE, KS_DIR, or 0 for nothing.
+            int kind = 0;
+            if (o->path && ksInfo(o->path, nullptr, nullptr, &kind) != KS_OK) kind = 0;
+            return kind;
+        }
+        default:
+            *status = rdbStatFAILURE;
+            return 0;
     }
 }
 

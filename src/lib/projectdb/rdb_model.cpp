@@ -177,8 +177,12 @@ rdbMaster* rdbiFindMaster(const char* name) {
     return nullptr;
 }
 
-rdbMaster* rdbiFirstMaster() { return masters_; }
-rdbMaster* rdbiLastMaster() { return mastersTail_; }
+rdbMaster* rdbiFirstMaster() {
+    return masters_;
+}
+rdbMaster* rdbiLastMaster() {
+    return mastersTail_;
+}
 
 void rdbiFreeMaster(rdbMaster* m) {
     if (!m) return;

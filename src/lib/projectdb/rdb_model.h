@@ -57,8 +57,10 @@ rdbProperty* rdbiFindProperty(rdbProperty* list, const char* name);
 rdbProperty* rdbiCopyProperties(const rdbProperty* list);
 void rdbiFreeProperties(rdbProperty* list);
 
-// Appends a node for `cls` and returns it.
-rdbClassList* rdbiAddClassList(rdbClassList** list, rdbClass* cls);
+// Appends a node for `cls` to the list that `link` leads into, and returns
+// it. A caller that adds many keeps the node's `next` as the next link, so
+// that no add walks the list.
+rdbClassList* rdbiAddClassList(rdbClassList** link, rdbClass* cls);
 void rdbiFreeClassList(rdbClassList* list);
 
 // Views of a class, in order; a new view has no flags and no classes.

@@ -21,9 +21,8 @@ public:
         text("version", a->version, b->version);
         files(a->files, b->files);
         properties(a->properties, b->properties);
-        each("class", a->classes, b->classes, [this](const rdbClass* x, const rdbClass* y) {
-            klass(x, y);
-        });
+        each("class", a->classes, b->classes,
+             [this](const rdbClass* x, const rdbClass* y) { klass(x, y); });
         each("schema", a->schemas, b->schemas, [this](const rdbSchema* x, const rdbSchema* y) {
             number("flags", x->flags, y->flags);
             classList("classes", x->classes, y->classes);

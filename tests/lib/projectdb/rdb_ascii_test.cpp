@@ -115,11 +115,12 @@ TEST_F(AsciiSyntax, FaultsAreReportedWithTheirLines) {
         {"(masterDatabase m \"5.2.0\" \"test\" 1\n (classTable",
          "Error: @2Unexpected end of file.\n"},
         // Deeper than the parser's stack.
-        {"(config" + [] {
-             std::string nest;
-             for (int i = 0; i < 4100; ++i) nest += "\n(object o";
-             return nest + std::string(4101, ')');
-         }(),
+        {"(config" +
+             [] {
+                 std::string nest;
+                 for (int i = 0; i < 4100; ++i) nest += "\n(object o";
+                 return nest + std::string(4101, ')');
+             }(),
          "Error: @4095Unidentified syntax error.\n"},
     };
     for (const Case& c : cases) {
@@ -144,7 +145,8 @@ TEST_F(AsciiSyntax, WarningsAloneDontFailTheFile) {
               "Warning: " + where(2) +
                   "Token \"99999999999\" does not satisfy semantic requirements of construct: "
                   "\"integertoken\".\n"
-                  "Warning: " + where(3) + "Parsing ended before end of file.\n");
+                  "Warning: " +
+                  where(3) + "Parsing ended before end of file.\n");
     EXPECT_EQ(rdbiFindClass(p.m, "a")->maxNameLen, 2147483647);
     EXPECT_EQ(rdbiFindMaster("more"), nullptr);
 }

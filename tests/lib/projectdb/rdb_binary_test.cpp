@@ -11,9 +11,9 @@
 
 #include "ktdufs.h"
 #include "ktstr.h"
+#include "mastercompare.h"
 #include "rdb_ascii.h"
 #include "rdb_model.h"
-#include "mastercompare.h"
 #include "rdbfixture.h"
 
 namespace {
@@ -261,12 +261,11 @@ TEST_F(Binary, AFileCutShortGivesWhatItHolds) {
     const std::string whole = readAll(shipped("rd520.bdb"));
     EnvGuard verbose{"RDBVERBOSE", "QUIET"};
     // Cut short, the file starts nothing, and the start says what it lacks.
-    for (size_t size : {size_t{0}, size_t{1}, size_t{9}, size_t{40}, whole.size() / 3,
-                        whole.size() * 2 / 3}) {
+    for (size_t size :
+         {size_t{0}, size_t{1}, size_t{9}, size_t{40}, whole.size() / 3, whole.size() * 2 / 3}) {
         cwd.write("rd520.bdb", whole.substr(0, size));
         std::string said = out([] { EXPECT_NE(rdbInit(1, "1.0", 0), 0); });
-        EXPECT_THAT(said, ::testing::AnyOf(HasSubstr("Could not open"), HasSubstr("no ")))
-            << size;
+        EXPECT_THAT(said, ::testing::AnyOf(HasSubstr("Could not open"), HasSubstr("no "))) << size;
         while (rdbExit() == 0) {
         }
     }

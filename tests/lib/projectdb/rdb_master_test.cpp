@@ -124,8 +124,7 @@ TEST_F(MasterStart, ARequiredDatabaseOrClassMissingStopsTheStart) {
         const char* said;  // at verbosity QUIET
     };
     const Case cases[] = {
-        {R"((masterDatabase rdbMasterRDPROJ "5.2.0" "only its head" 1))",
-         "no database \"System\""},
+        {R"((masterDatabase rdbMasterRDPROJ "5.2.0" "only its head" 1))", "no database \"System\""},
         {R"((masterDatabase otherName "5.2.0" "another master" 1))",
          "no master \"rdbMasterRDPROJ\""},
         {shippedWith("(classRef rdbClassSYMINDEX)\n      (classRef rdbClassSYMBOL)",
@@ -203,9 +202,9 @@ TEST_F(MasterEnvironment, VerbosityAndDebugWords) {
         int debug;
     };
     const Case cases[] = {
-        {nullptr, 0, 0},         {"QUIET", 1, 1},         {"TEST ALL", 1, 0xffff},
-        {"LEVEL1", 2, 1},        {"LEVEL2,DBREAD1", 38, 2}, {"anything", 2, 1},
-        {"NONE", 0, 0},          {"", 2, 1},               {"INTER NOPTR", 2, 12},
+        {nullptr, 0, 0},           {"QUIET", 1, 1},    {"TEST ALL", 1, 0xffff}, {"LEVEL1", 2, 1},
+        {"LEVEL2,DBREAD1", 38, 2}, {"anything", 2, 1}, {"NONE", 0, 0},          {"", 2, 1},
+        {"INTER NOPTR", 2, 12},
     };
     for (const Case& c : cases) {
         EnvGuard v{"RDBVERBOSE", c.value};
@@ -221,7 +220,8 @@ TEST_F(MasterEnvironment, WhatTheStartSaysAtEachVerbosity) {
     EnvGuard lock{"LOCKMODE", "dir"};
     EXPECT_THAT(out([] { start(); }), StartsWith("\nTarnhold Lock mode: dir\nCould not open"));
     EnvGuard odd{"LOCKMODE", "SOMETIMES"};
-    EXPECT_THAT(out([] { start(); }), StartsWith("\nWarning: Invalid Tarnhold Lock mode: SOMETIMES"));
+    EXPECT_THAT(out([] { start(); }),
+                StartsWith("\nWarning: Invalid Tarnhold Lock mode: SOMETIMES"));
     EnvGuard level{"RDBVERBOSE", "LEVEL2"};
     std::string said = out([] { start(); });
     EXPECT_THAT(said, StartsWith("\nInitializing Tarnhold version 5.2.0...\n"));
@@ -321,8 +321,8 @@ TEST_F(ObjectIds, PropertiesByNumber) {
     // A symbol file on disk, as an object of the symbol class.
     cwd.write("and2.1", "x");
     rdbiSYSCALL = 1;
-    rdbObject* sym = rdbiNewObj(tm, rdbClassSYMBOL, "and2", "1", 1, cwd.path("and2.1").c_str(),
-                                -1, &st);
+    rdbObject* sym =
+        rdbiNewObj(tm, rdbClassSYMBOL, "and2", "1", 1, cwd.path("and2.1").c_str(), -1, &st);
     rdbiSYSCALL = 0;
     ASSERT_NE(sym, nullptr);
     EXPECT_EQ(text(sym, 3), "1");
@@ -349,7 +349,8 @@ TEST_F(ObjectIds, ObjectsOfProtectedClassesAreTheSystemsOwn) {
     EXPECT_EQ(rdbiNewObj(rdbTmDatabaseID, rdbClassSYMBOL, "and22", nullptr, 0, nullptr, -1, &st),
               nullptr);
     EXPECT_EQ(st, 80);
-    rdbObject* o = rdbiNewObj(rdbTmDatabaseID, rdbClassSYMBOL, "and2", nullptr, 0, nullptr, -1, &st);
+    rdbObject* o =
+        rdbiNewObj(rdbTmDatabaseID, rdbClassSYMBOL, "and2", nullptr, 0, nullptr, -1, &st);
     ASSERT_NE(o, nullptr);
     EXPECT_EQ(o->status, 13);
     EXPECT_EQ(o->flags, rdbClassSYMBOL->flags & 0xfu);

@@ -39,8 +39,8 @@ protected:
     TempDir cwd, kdir;
     ChdirGuard into{cwd.path()};
     EnvGuard kdirVar{"KDIR", kdir.path().c_str()};
-    EnvGuard vars[7] = {{"RDBASCII", nullptr}, {"RDBVERBOSE", nullptr},   {"RDBDEBUG", nullptr},
-                        {"LOCKMODE", nullptr}, {"RDBITC", nullptr},       {"RDBMEGACACHE", nullptr},
+    EnvGuard vars[7] = {{"RDBASCII", nullptr},   {"RDBVERBOSE", nullptr}, {"RDBDEBUG", nullptr},
+                        {"LOCKMODE", nullptr},   {"RDBITC", nullptr},     {"RDBMEGACACHE", nullptr},
                         {"RDBDIRCACHE", nullptr}};
 
     void SetUp() override {
