@@ -32,7 +32,7 @@ size_t count(const std::string& text, const std::string& what) {
 class ProgramRun : public ::testing::Test {
 protected:
     void SetUp() override {
-        dir.write("scrivet.ini", "; libraries of the test\nDIR [w] ./cells (cells)\n");
+        dir.write("scrivet.ini", "; libraries of the test\nDIR [p] ./cells (cells)\n");
         dir.write("cells/sym/and2.1", kAnd2);
     }
     RunResult run(const std::vector<std::string>& args, const std::string& input = "",
@@ -157,7 +157,9 @@ TEST_F(ProgramRun, DeclinedOverwriteIsAWarningWithItsNumberAndEntersTheLog) {
                          "error(s), 1 warning(s).\n");
     std::vector<std::string> files = logs();
     ASSERT_EQ(files.size(), 1u);
-    EXPECT_THAT(files[0], StartsWith("unknown-"));
+    // The log opened when the project database started, under the name of
+    // its master file.
+    EXPECT_EQ(files[0], "rd520.err");
     // The summary is a Status: shown, never logged.
     std::string log = dir.read(files[0]);
     EXPECT_THAT(log, StartsWith("entgen: Warning 558:  : "));

@@ -1,0 +1,142 @@
+// The name table and the string sets. A bucket is appended to when the new
+// text sorts after its tail, which keeps names that come in rising order
+// (pins P1, P2, ...) at constant cost; the comparison is made with the text
+// as given, so a name in lower case is entered again in capitals.
+#include "iwname.h"
+
+#include <cstring>
+#include <initializer_list>
+
+#include "iwmem.h"
+#include "ktmem.h"
+#include "ktstr.h"
+
+namespace {
+
+struct Entry {
+    char* text;
+    Entry* next;
+};
+
+Entry** heads_ = nullptr;
+Entry** tails_ = nullptr;
+
+struct Member {
+    Member* next;
+    char* text;
+    int owned;
+};
+
+struct Set {
+    uint32_t id;
+    Member* buckets[IW_SETBUCKETS];
+    Set* next;
+};
+
+Set* sets_ = nullptr;
+
+char upper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+uint32_t hashOf(const char* text) {
+    uint32_t h = 0;
+    for (; text && *text; ++text)
+        h = h * 10 + static_cast<uint32_t>(static_cast<signed char>(upper(*text)));
+    return h;
+}
+
+Entry* newEntry(const char* text, Entry* next) {
+    size_t n = std::strlen(text);
+    auto* e = static_cast<Entry*>(iwballoc(Idatamem, sizeof(Entry) + n + 1));
+    e->text = reinterpret_cast<char*>(e + 1);
+    for (size_t i = 0; i <= n; ++i) e->text[i] = upper(text[i]);
+    e->next = next;
+    return e;
+}
+
+Set* findSet(uint32_t id) {
+    for (Set* s = sets_; s; s = s->next)
+        if (s->id == id) return s;
+    return nullptr;
+}
+
+}  // namespace
+
+char* iwmkname(const char* text) {
+    if (!text) text = "";
+    if (!heads_) {
+        size_t bytes = IW_NAMEBUCKETS * sizeof(Entry*);
+        heads_ = static_cast<Entry**>(iwballoc(Idatamem, bytes));
+        tails_ = static_cast<Entry**>(iwballoc(Idatamem, bytes));
+        std::memset(heads_, 0, bytes);
+        std::memset(tails_, 0, bytes);
+    }
+    uint32_t b = hashOf(text) % IW_NAMEBUCKETS;
+    if (!heads_[b]) return (heads_[b] = tails_[b] = newEntry(text, nullptr))->text;
+    int c = std::strcmp(text, tails_[b]->text);
+    if (c == 0) return tails_[b]->text;
+    if (c > 0) {
+        tails_[b] = tails_[b]->next = newEntry(text, nullptr);
+        return tails_[b]->text;
+    }
+    for (Entry** at = &heads_[b];; at = &(*at)->next) {
+        int d = std::strcmp(text, (*at)->text);
+        if (d == 0) return (*at)->text;
+        if (d < 0) return (*at = newEntry(text, *at))->text;
+    }
+}
+
+uint32_t iwhash(const char* text, uint32_t count) {
+    return count ? hashOf(text) % count : 0;
+}
+
+void iwdelnames() {
+    heads_ = tails_ = nullptr;
+}
+
+int iwsysatt(const char* name) {
+    if (!name) return 0;
+    for (const char* s : {"@DATETIME", "@NAME", "@SHEET", "@XYCOORD"})
+        if (std::strcmp(name, s) == 0) return 1;
+    return 0;
+}
+
+char* inaddmem(uint32_t set, const char* text, int copy) {
+    if (!text) return nullptr;
+    Set* s = findSet(set);
+    if (!s) {
+        s = static_cast<Set*>(ktMemCalloc(1, sizeof(Set), "Lark:inaddmem()"));
+        s->id = set;
+        s->next = sets_;
+        sets_ = s;
+    }
+    auto* m = static_cast<Member*>(ktMemMalloc(sizeof(Member), "Lark:inaddmem()"));
+    m->owned = copy != 0;
+    m->text = copy ? ktStrCpy(text) : const_cast<char*>(text);
+    Member*& head = s->buckets[hashOf(text) % IW_SETBUCKETS];
+    m->next = head;
+    head = m;
+    return m->text;
+}
+
+char* insetmem(uint32_t set, const char* text) {
+    Set* s = text ? findSet(set) : nullptr;
+    if (!s) return nullptr;
+    for (Member* m = s->buckets[hashOf(text) % IW_SETBUCKETS]; m; m = m->next)
+        if (ktStrIcmp(m->text, text) == 0) return m->text;
+    return nullptr;
+}
+
+void infreesets() {
+    while (Set* s = sets_) {
+        sets_ = s->next;
+        for (Member* head : s->buckets)
+            while (Member* m = head) {
+                head = m->next;
+                if (m->owned) ktStrFree(m->text);
+                ktMemFree(m);
+            }
+        ktMemFree(s);
+    }
+}
