@@ -11,6 +11,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "kspath.h"
 #include "kssrch.h"
@@ -40,8 +41,9 @@ struct rdbObject {
 };
 
 struct rdbSPath {
-    int status;  // 0, 53 for a library listed twice, or the line's fault
-    int access;  // 1 primary, 2 read-only, 4 mega
+    int status;       // 0, 53 for a library listed twice, or the line's fault
+    int access;       // 1 primary, 2 read-only, 4 mega
+    char written[4];  // the access as a refused line writes it
     int line;
     char* alias;         // pooled
     char* given;         // the path as the line gives it, pooled
@@ -167,7 +169,11 @@ int takeLine(rdbObject* project, rdbSPath**& link, const char* text, int number)
     char token[QLM_PATHMAX + 1];
     const char* at = kqIGetToken(text, token, sizeof token);  // DIR
     at = kqIGetToken(at, token, sizeof token);                // access
-    at = kqIGetToken(at, token, sizeof token);                // path
+    std::string_view access = at ? token : "";
+    if (access.size() >= 2 && access.front() == '[' && access.back() == ']')
+        access = access.substr(1, access.size() - 2);
+    ktStrncpyNullTerm(s->written, std::string(access).c_str(), sizeof s->written);
+    at = kqIGetToken(at, token, sizeof token);  // path
     s->given = ktStrCpy(at ? token : "");
     char alias[QLM_PATHMAX + 1] = "";
     if (at && kqIGetToken(at, alias, sizeof alias) && alias[0] == '(') {
@@ -359,7 +365,9 @@ rdbSPath* rdbNextLibError(rdbObject* project, const char*, rdbSPath* previous, c
     if (!s) return nullptr;
     if (path) ktStrncpyNullTerm(path, s->given, KS_PATHMAX);
     if (alias) ktStrncpyNullTerm(alias, s->alias, 33);
-    if (flags) {
+    if (flags && !s->library && s->status != rdbStatOPEN) {
+        ktStrncpyNullTerm(flags, s->written, 4);
+    } else if (flags) {
         int n = 0;
         flags[n++] = s->access & 1 ? 'p' : s->access & 2 ? 'r' : 'w';
         if (s->access & 4) flags[n++] = 'm';
