@@ -209,4 +209,33 @@ TEST_F(ProgramRun, LibraryWalkTakesTheLowestVersionAndReportsAStrayFileOnce) {
     EXPECT_THAT(r.err, Not(HasSubstr("OR3.70")));
 }
 
+TEST_F(ProgramRun, AFileThatIsNoSymbolEndsTheRunWithTheDatabasesReason) {
+    dir.write("cells/sym/bad.1", "not a symbol\n");
+    RunResult r = run({"cells:bad"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Error 380:  cells:bad.1 is no symbol file: its first "
+                                 "line is not a \"V \" line.\n"));
+    EXPECT_EQ(r.err,
+              "entgen: Error 541:  - sym cells:bad.1:  Cannot read the symbol.\n"
+              "entgen: Status 514:  :  Translation Aborted for CELLS:BAD.1: 2 error(s), 0 "
+              "warning(s).\n");
+    EXPECT_FALSE(dir.exists("cells/behv/bad.vhd"));
+}
+
+TEST_F(ProgramRun, FaultyRecordsAreReportedAndTheModelIsStillWritten) {
+    dir.write("cells/sym/odd.1",
+              "V 5\nU 0 0\nU 0 0 8 0 1 0 PINORDER=A B C\n+\n"
+              "P 1 0 0 0 0 1\nL 1 0 0 8 0 1 0 0 A\n");
+    RunResult r = run({"cells:odd"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(dir.exists("cells/behv/odd.vhd"));
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Error 299:  Line 2 of symbol CELLS:ODD, page 1"));
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Error 300:  Line 4 of symbol CELLS:ODD, page 1"));
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Error 293:  "));
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Note 294:  The list names 3 pins.\n"));
+    // Three errors of the database; the note that continues one is not counted.
+    EXPECT_THAT(r.err, HasSubstr("Translation Completed for CELLS:ODD.1: 3 error(s), 0 "
+                                 "warning(s).\n"));
+}
+
 }  // namespace
