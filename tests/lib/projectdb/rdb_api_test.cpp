@@ -57,60 +57,6 @@ protected:
     std::optional<EnvGuard> kdir;
 };
 
-TEST_F(ProjectView, StartsOnceAndEndsOnce) {
-    EXPECT_EQ(rdbInit(1, "5.3.1", 0), rdbStatDONE);
-    EXPECT_EQ(rdbExit(), rdbStatOK);
-    EXPECT_EQ(rdbExit(), rdbStatINIT);
-    int status = -1;
-    EXPECT_EQ(rdbOpenProject(".", nullptr, "", 3, &status), nullptr);
-    EXPECT_EQ(status, rdbStatINIT);
-}
-
-TEST_F(ProjectView, ALibraryListNeedsOnePrimaryAndTellsItsFaultyLines) {
-    dir.mkdir("a/sym");
-    dir.write("scrivet.ini", "DIR [w] ./a (a)\n");
-    project(rdbStatNOPRIMARY);
-    rdbExit();
-    reset();
-    ASSERT_EQ(rdbInit(1, "5.3.1", 0), rdbStatOK);
-    dir.write("scrivet.ini", "DIR [p] ./a (a)\n| comment\nDIR [x] ./a (b)\nDIR 0 ./a (a)\n");
-    rdbObject* p = project(rdbStatLIBERRORS);
-    char path[KS_PATHMAX], alias[33], flags[4];
-    int status = 0, line = 0;
-    rdbSPath* s = rdbNextLibError(p, "Scrivet", nullptr, path, alias, flags, &status, &line);
-    ASSERT_NE(s, nullptr);
-    EXPECT_EQ(std::string(path) + " " + alias + " " + flags, "./a b x");
-    EXPECT_EQ(status, 32);
-    EXPECT_EQ(line, 3);
-    s = rdbNextLibError(p, "Scrivet", s, path, alias, flags, &status, &line);
-    ASSERT_NE(s, nullptr);  // a numeric line in a list of letters
-    EXPECT_EQ(line, 4);
-    EXPECT_EQ(rdbNextLibError(p, "Scrivet", s, path, alias, flags, &status, &line), nullptr);
-    EXPECT_EQ(rdbInitView(p, "Other", nullptr), rdbStatBADVIEW);
-    EXPECT_EQ(rdbInitView(p, "Scrivet", "none.ini"), rdbStatNOINI);
-}
-
-TEST_F(ProjectView, LibrariesByPatternWithTheirPaths) {
-    for (const char* d : {"cells/sym", "gates/sym", "more/sym"}) dir.mkdir(d);
-    dir.write("scrivet.ini", "DIR [p] ./cells (cells)\nDIR [r] ./gates (Gates)\nDIR [r] ./more\n");
-    rdbObject* p = project(rdbStatOK);
-    int status = -1;
-    rdbObject* cells = rdbFindNextLib(p, nullptr, "*", &status);
-    rdbObject* gates = rdbFindNextLib(p, cells, "*", &status);
-    EXPECT_EQ(rdbFindNextLib(p, nullptr, "g?TES", &status), gates);
-    rdbObject* more = rdbFindNextLib(p, gates, "*", &status);
-    ASSERT_NE(more, nullptr);
-    EXPECT_EQ(rdbFindNextLib(p, more, "*", &status), nullptr);
-    char* path = static_cast<char*>(rdbGetObjProp(gates, 7, &status));
-    EXPECT_EQ(std::string(path), dir.path("gates"));
-    ktMemFree(path);
-    char* name = static_cast<char*>(rdbGetObjProp(more, 2, &status));
-    EXPECT_STREQ(name, "");
-    ktMemFree(name);
-    EXPECT_EQ(rdbGetObjProp(more, 99, &status), nullptr);
-    EXPECT_EQ(status, rdbStatFAILURE);
-}
-
 TEST_F(ProjectView, FilesOfPlainAndMegaLibraries) {
     dir.write("cells/sym/and2.1", "plain and2\n");
     dir.write("cells/sym/and2.pin", "A B\n");
