@@ -30,10 +30,10 @@
 /* Library list and output directory */
 #define VOM_NOLIBNAMED 549 /* "[E] The library list scrivet.ini names no library: no DIR line has an alias." */
 #define VOM_BADDIRLINE 550 /* "[E] Line %d of scrivet.ini is not a valid DIR line; ignored." */
-#define VOM_NODIRECTORY 551 /* "[E] Library line ignored, its directory does not exist: %s" */
+#define VOM_NODIRECTORY 551 /* "[E] Library line ignored, its directory does not exist: DIR%s" */
 #define VOM_NOSCRIVET 552 /* "[E] Cannot find or read the library list scrivet.ini." */
-#define VOM_READONLYLIB 554 /* "[E] Library %s is read-only: no model can be written beside its symbols." */
-#define VOM_SYMNOTFOUND 555 /* "[E] Symbol %s.%s was not found in library %s." */
+#define VOM_READONLYLIB 554 /* "[E] The library of the symbol is read-only: no model can be written beside it (library part of the name: \"%s\")." */
+#define VOM_SYMNOTFOUND 555 /* "[E] Symbol %s.%s was not found in the library list (library part of the name: \"%s\")." */
 
 /* Output file */
 #define VOM_NOOUTPUT 542 /* "[E] Internal error: text written with no output file open, or a file opened while another is open." */
@@ -42,14 +42,14 @@
 #define VOM_EXISTS 558 /* "[W] File %s already exists." */
 
 /* Initialization file: reading */
-#define VOM_INI_NOTFOUND 601 /* "[W] Initialization file %s not found; the built-in defaults are used." */
+#define VOM_INI_NOTFOUND 601 /* "[W] Initialization file %s not found or not readable; the built-in defaults are used." */
 #define VOM_INI_EMPTY 602 /* "[W] Initialization file %s holds no statement; the built-in defaults are used." */
-#define VOM_INI_NOKEYWORD 603 /* "[E] The initialization file does not begin with the version line %s." */
-#define VOM_INI_INCOMPONENT 604 /* "[E] %s, line %d: %s cannot stand inside a COMPONENT block; statement skipped." */
-#define VOM_INI_UNKNOWN 605 /* "[E] %s, line %d: unknown keyword %s; statement skipped." */
+#define VOM_INI_NOKEYWORD 603 /* "[E] The initialization file must begin with its version line: the keyword %s and a version number." */
+#define VOM_INI_INCOMPONENT 604 /* "[E] %s, line %d: %s cannot stand inside a COMPONENT block (end the block with COMPONENT NULL); statement skipped." */
+#define VOM_INI_UNKNOWN 605 /* "[E] %s, line %d: %s is no keyword known here; statement skipped." */
 #define VOM_INI_NOCOMPONENT 606 /* "[E] %s, line %d: %s stands only inside a COMPONENT block; statement skipped." */
-#define VOM_INI_BADVERSION 607 /* "[E] %s, line %d: the version is no number, or is newer than this translator." */
-#define VOM_INI_NOVERSION 608 /* "[E] %s, line %d: the version number is missing." */
+#define VOM_INI_BADVERSION 607 /* "[E] %s, line %d: the version is no number, or is newer than 5.3, the version of this translator." */
+#define VOM_INI_NOVERSION 608 /* "[E] %s, line %d: the version line has no version number." */
 #define VOM_INI_EXTRA 609 /* "[W] %s, line %d: text behind the %s statement is ignored." */
 
 /* Initialization file: statements */
@@ -64,7 +64,7 @@
 #define VOM_INI_NOVALUE 618 /* "[E] %s, line %d: %s has no value." */
 #define VOM_INI_NOFORMAL 619 /* "[E] %s, line %d: an association of the map has no formal." */
 #define VOM_INI_BADARROW 620 /* "[E] %s, line %d: an association of the map wants => and an actual." */
-#define VOM_INI_NOARROW 621 /* "[E] %s, line %d: nothing follows the formal of an association." */
+#define VOM_INI_NOARROW 621 /* "[E] %s, line %d: an association of the map ends before its =>." */
 #define VOM_INI_BADMAP 622 /* "[E] %s, line %d: a map must read map ( formal => actual, ... )." */
 #define VOM_INI_NOENTITY 623 /* "[E] %s, line %d: %s wants the word entity." */
 #define VOM_INI_BADBINDING 624 /* "[E] %s, line %d: BINDING wants library.entity(architecture)." */
@@ -104,7 +104,7 @@
 /* Name translation */
 #define VOM_BADNAME 523 /* "[W] %s is no legal VHDL identifier; it is used as it stands." */
 #define VOM_RESERVED 532 /* "[W] The translation %s of %s is a reserved word of VHDL." */
-#define VOM_CASECLASH 533 /* "[W] The names %s and %s differ only in case; both become %s." */
+#define VOM_CASECLASH 533 /* "[W] The names %s and %s differ only in case; VHDL reads both as the one identifier %s." */
 #define VOM_NAMETOOLONG 547 /* "[E] A translated name would be longer than 2047 characters." */
 #define VOM_PREFIXED 557 /* "[W] %s is no VHDL identifier; it becomes %s." */
 

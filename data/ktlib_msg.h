@@ -61,13 +61,19 @@
 /* Regular expressions */
 
 /* Preferences and typed values */
-#define KTM_TYPE_NOTINT 1400 /* "[E] %s is not a number." */
+#define KTM_TYPE_NOTINT 1400 /* "[E] %s is not a whole number." */
 #define KTM_TYPE_INTRANGE 1401 /* "[E] %s is out of range: the value must lie between %s and %s." */
 #define KTM_TYPE_NOTFLOAT 1402 /* "[E] %s is not a floating point number." */
 #define KTM_TYPE_FLOATRANGE 1403 /* "[E] %s is out of range: the value must lie between %s and %s." */
 #define KTM_TYPE_NOTWORD 1404 /* "[E] %s is none of the words %s." */
 #define KTM_TYPE_AMBIGUOUS 1405 /* "[E] %s is short for more than one word." */
-#define KTM_TYPE_REFUSED 1408 /* "[E] A value of type %s can't be %s." */
+#define KTM_TYPE_REFUSED 1408 /* "[E] Type %s does not accept the value `%s'." */
+#define KTM_TYPE_BADPATH 1410 /* "[E] %s is no valid path." */
+#define KTM_TYPE_NOREAD 1411 /* "[E] %s is no file that can be read." */
+#define KTM_TYPE_NOWRITE 1412 /* "[E] %s is no file that can be written." */
+#define KTM_TYPE_NOREADWRITE 1413 /* "[E] %s is no file that can be both read and written." */
+#define KTM_TYPE_NODIR 1414 /* "[E] %s is no directory." */
+#define KTM_TYPE_NODIRWRITE 1415 /* "[E] %s is no directory that can be written in." */
 #define KTM_TYPE_INT64RANGE 1420 /* "[E] %s is out of range: the value must lie between %s and %s." */
 #define KTM_PREFUNKNOWN 1500 /* "[E] There is no option %s." */
 #define KTM_PREF_BADENTRY 1501 /* "[E] This entry of the initialization file is bad." */

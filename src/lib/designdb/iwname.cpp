@@ -1,4 +1,4 @@
-// The name table and the string sets. A bucket is appended to when the new
+// The name table. A bucket is appended to when the new
 // text sorts after its tail, which keeps names that come in rising order
 // (pins P1, P2, ...) at constant cost; the comparison is made with the text
 // as given, so a name in lower case is entered again in capitals.
@@ -21,20 +21,6 @@ struct Entry {
 Entry** heads_ = nullptr;
 Entry** tails_ = nullptr;
 
-struct Member {
-    Member* next;
-    char* text;
-    int owned;
-};
-
-struct Set {
-    uint32_t id;
-    Member* buckets[IW_SETBUCKETS];
-    Set* next;
-};
-
-Set* sets_ = nullptr;
-
 char upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
@@ -53,12 +39,6 @@ Entry* newEntry(const char* text, Entry* next) {
     for (size_t i = 0; i <= n; ++i) e->text[i] = upper(text[i]);
     e->next = next;
     return e;
-}
-
-Set* findSet(uint32_t id) {
-    for (Set* s = sets_; s; s = s->next)
-        if (s->id == id) return s;
-    return nullptr;
 }
 
 }  // namespace
@@ -100,43 +80,4 @@ int iwsysatt(const char* name) {
     for (const char* s : {"@DATETIME", "@NAME", "@SHEET", "@XYCOORD"})
         if (std::strcmp(name, s) == 0) return 1;
     return 0;
-}
-
-char* inaddmem(uint32_t set, const char* text, int copy) {
-    if (!text) return nullptr;
-    Set* s = findSet(set);
-    if (!s) {
-        s = static_cast<Set*>(ktMemCalloc(1, sizeof(Set), "Lark:inaddmem()"));
-        s->id = set;
-        s->next = sets_;
-        sets_ = s;
-    }
-    auto* m = static_cast<Member*>(ktMemMalloc(sizeof(Member), "Lark:inaddmem()"));
-    m->owned = copy != 0;
-    m->text = copy ? ktStrCpy(text) : const_cast<char*>(text);
-    Member*& head = s->buckets[hashOf(text) % IW_SETBUCKETS];
-    m->next = head;
-    head = m;
-    return m->text;
-}
-
-char* insetmem(uint32_t set, const char* text) {
-    Set* s = text ? findSet(set) : nullptr;
-    if (!s) return nullptr;
-    for (Member* m = s->buckets[hashOf(text) % IW_SETBUCKETS]; m; m = m->next)
-        if (ktStrIcmp(m->text, text) == 0) return m->text;
-    return nullptr;
-}
-
-void infreesets() {
-    while (Set* s = sets_) {
-        sets_ = s->next;
-        for (Member* head : s->buckets)
-            while (Member* m = head) {
-                head = m->next;
-                if (m->owned) ktStrFree(m->text);
-                ktMemFree(m);
-            }
-        ktMemFree(s);
-    }
 }

@@ -1,15 +1,13 @@
-// Names and string sets of the design database. Every name and value of a
-// design object is interned here in upper case (only ASCII letters are
-// folded): the table keeps each bucket in ascending byte order and its
-// strings live as long as the session's pool. Names are equal when their
-// texts are; two calls with the same text need not give the same pointer.
-// String sets are small tables of texts under a caller's identity.
+// Names of the design database. Every name and value of a design object is
+// interned here in upper case (only ASCII letters are folded): the table
+// keeps each bucket in ascending byte order and its strings live as long
+// as the session's pool. Names are equal when their texts are; two calls
+// with the same text need not give the same pointer.
 #pragma once
 #include <cstdint>
 
-// Buckets of the name table and of a set.
+// Buckets of the name table.
 constexpr uint32_t IW_NAMEBUCKETS = 10061;
-constexpr uint32_t IW_SETBUCKETS = 117;
 
 // A stored upper-case copy of `text`; null stands for the empty text.
 char* iwmkname(const char* text);
@@ -20,12 +18,3 @@ uint32_t iwhash(const char* text, uint32_t count);
 void iwdelnames();
 // 1 for "@DATETIME", "@NAME", "@SHEET" and "@XYCOORD" exactly, else 0.
 int iwsysatt(const char* name);
-
-// Adds `text` to the set `set` (made on first use) and returns the stored
-// text: a copy the set owns when `copy` is non-zero, else the caller's
-// pointer. Null adds nothing and gives null.
-char* inaddmem(uint32_t set, const char* text, int copy);
-// The stored text equal to `text` without regard to case, or null.
-char* insetmem(uint32_t set, const char* text);
-// Frees every set with the copies they own.
-void infreesets();

@@ -318,3 +318,67 @@ uint32_t iwgettag(const void* object, int kind, int* ok) {
     if (ok) *ok = t != nullptr;
     return t ? *t : 0;
 }
+
+namespace {
+constexpr int kSetBuckets = 117;
+
+struct SetMember {
+    SetMember* next;
+    const char* text;
+    int owned;  // the text is the set's own copy
+};
+
+struct StringSet {
+    int identity;
+    SetMember* heads[kSetBuckets];
+    StringSet* next;
+};
+
+// Newest set first. Sets live as long as the process: nothing releases them.
+StringSet* sets_ = nullptr;
+
+char upperAscii(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+// Case-blind: ten times the hash so far plus each folded byte, as a signed
+// byte, in unsigned 32-bit arithmetic.
+uint32_t setBucket(const char* text) {
+    uint32_t h = 0;
+    for (const char* p = text; *p; ++p)
+        h = h * 10 + static_cast<uint32_t>(static_cast<signed char>(upperAscii(*p)));
+    return h % kSetBuckets;
+}
+
+StringSet* findSet(int identity) {
+    for (StringSet* s = sets_; s; s = s->next)
+        if (s->identity == identity) return s;
+    return nullptr;
+}
+}  // namespace
+
+const char* inaddmem(int set, const char* text, int copy) {
+    if (!text) return nullptr;
+    StringSet* s = findSet(set);
+    if (!s) {
+        s = static_cast<StringSet*>(ktMemCalloc(1, sizeof(StringSet), "Lark:inaddmem()"));
+        s->identity = set;
+        s->next = sets_;
+        sets_ = s;
+    }
+    auto* m = static_cast<SetMember*>(ktMemMalloc(sizeof(SetMember), "Lark:inaddmem()"));
+    m->text = copy ? ktStrCpy(text) : text;
+    m->owned = copy != 0;
+    SetMember*& head = s->heads[setBucket(text)];
+    m->next = head;
+    head = m;
+    return m->text;
+}
+
+const char* insetmem(int set, const char* text) {
+    StringSet* s = text ? findSet(set) : nullptr;
+    if (!s) return nullptr;
+    for (SetMember* m = s->heads[setBucket(text)]; m; m = m->next)
+        if (ktStrIcmp(m->text, text) == 0) return m->text;
+    return nullptr;
+}

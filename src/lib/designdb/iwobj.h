@@ -192,6 +192,17 @@ const char* iwgblnet(const void* cursor);
 // Frees the list of global nets.
 void iwfreegblnets();
 
+// ---- string sets -----------------------------------------------------------------
+
+// String sets, each known by a caller-chosen identity and made on first
+// use. inaddmem stores `text` (a copy of it when `copy` is non-zero, else
+// the caller's pointer, which must then outlive the set) and returns the
+// stored pointer, or null for a null text; it does not look for an equal
+// member first. insetmem returns the stored text of a member equal to
+// `text` without regard to case, or null. Sets live as long as the process.
+const char* inaddmem(int set, const char* text, int copy);
+const char* insetmem(int set, const char* text);
+
 // ---- tags -----------------------------------------------------------------------------
 
 // The translator's word in an object of kind 1 to 7; other kinds are ignored.

@@ -159,7 +159,6 @@ void iwfinish() {
     iwsetlevel(nullptr);
     iwmsgclose();
     iwfreegblnets();
-    infreesets();
     iwdelnames();
     freeLibraries();
     iwcleanup();

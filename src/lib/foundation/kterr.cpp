@@ -584,7 +584,16 @@ void ktErrInit(int* count, char** args) {
     for (const Option& o : options)
         ktPrefAdd2(group, o.name, o.type, ktMsgFile(), o.help, &o.value);
     int none = 0;
-    ktPrefParse("wexcombe", count ? count : &none, args);
+    // A bad entry of the initialization file keeps its option at the
+    // default; it is reported once the good ones are in force, so that the
+    // report goes where they say.
+    ktErrObject* bad = ktExCatch(
+        KT_EX_FAIL,
+        [&]() -> ktErrObject* {
+            ktPrefParse("wexcombe", count ? count : &none, args);
+            return nullptr;
+        },
+        [](uint32_t, ktErrObject*) { return ktExTake(); });
 
     auto value = [group](const char* name) { return static_cast<int>(ktPrefVal(group, name)); };
     ktErrActionV[KT_ERR_STATUS] = static_cast<ktErrActionVT>(value("action_status"));
@@ -599,4 +608,5 @@ void ktErrInit(int* count, char** args) {
     // The first call always acts: with logging on, the log opens here
     // unless a report opened it already.
     ktErrLogEnable(value("logging"));
+    if (bad) ktErrReport(nullptr, bad);
 }

@@ -176,6 +176,13 @@ void ktExSwallow() {
     ktExTagV = 0;
 }
 
+ktErrObject* ktExTake() {
+    ktErrObject* err = ktExErrV;
+    ktExErrV = nullptr;
+    ktExTagV = 0;
+    return err;
+}
+
 void ktCleanup() {
     static bool done = false;
     if (done) return;
@@ -275,9 +282,18 @@ void ktExInit(int* argc, char** argv) {
     ktTypedata yes = 1;
     ktPrefAdd2(guard.group, "catch_signals", &ktYesNoTS, ktMsgFile(), KTM_EXCATCHSIGNALS, &yes);
     int none = 0;
-    ktPrefParse("wexcombe", argc ? argc : &none, argv);
+    // A bad entry of the initialization file is reported, and its option
+    // keeps its default.
+    ktErrObject* bad = ktExCatch(
+        KT_EX_FAIL,
+        [&]() -> ktErrObject* {
+            ktPrefParse("wexcombe", argc ? argc : &none, argv);
+            return nullptr;
+        },
+        [](uint32_t, ktErrObject*) { return ktExTake(); });
     if (ktPrefVal(guard.group, "catch_signals"))
         for (int sig : kSignals) catchSignal(sig);
+    if (bad) ktErrReport(nullptr, bad);
 }
 
 // Exit handlers and their order. Both tables exist only in the debug

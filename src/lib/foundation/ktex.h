@@ -61,6 +61,9 @@ const char* ktExTagText(uint32_t tag);
 
 // Forgets the error in flight: the handler of a frame that swallows it.
 void ktExSwallow();
+// Takes the error in flight out of the frame's hands: the handler's caller
+// then holds it, to report or destroy.
+ktErrObject* ktExTake();
 
 // Runs `body` inside a catch frame of `mask`. When a throw reaches the
 // frame, `handler(tag, err)` runs with the frame already gone: it swallows

@@ -531,3 +531,15 @@ void ktStrBufAppend(ktStrBuf* buf, const char* text) {
 void ktStrBufAppendChar(ktStrBuf* buf, char c) {
     appendBytes(buf, &c, 1);
 }
+
+int ktStrIindex(const char* text, const char* const* names, int count) {
+    if (!text || !*text) return -1;
+    int length = static_cast<int>(std::strlen(text));
+    int found = -1;
+    for (int i = 0; i < count; ++i) {
+        if (ktStrNicmp(names[i], text, length) != 0) continue;
+        if (names[i][length] == '\0') return i;
+        found = found == -1 ? i : -2;
+    }
+    return found;
+}

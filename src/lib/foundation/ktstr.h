@@ -121,3 +121,10 @@ char* ktStrBufString(ktStrBuf* buf);
 // Append, growing the buffer to twice what is needed when it is full.
 void ktStrBufAppend(ktStrBuf* buf, const char* text);
 void ktStrBufAppendChar(ktStrBuf* buf, char c);
+
+// ---- Abbreviations -----------------------------------------------------------
+
+// The place of `text` among the `count` names, without regard to case: an
+// exact match wins, else a prefix of exactly one name. -1 when none
+// matches (the empty text matches none), -2 when several names begin so.
+int ktStrIindex(const char* text, const char* const* names, int count);

@@ -203,7 +203,6 @@ char* dirText(char* line) {
 bool takeDirLine(char* text, int number) {
     if (kqLibDirectory* dir = qlm_read(text)) return *qlm_id_get_name(dir) != '\0';
     if (qlm_get_status() == QLM_NODIR) {
-        while (*text == ' ' || *text == '\t') ++text;
         voreport(4, VOM_NODIRECTORY, text);
     } else {
         voreport(3, VOM_BADDIRLINE, number);
@@ -256,13 +255,13 @@ char* behvDirectory(const char* design) {
         ktStrncpyNullTerm(base, copy, sizeof base);
     if (!*ext) std::strcpy(ext, "1");
     kqLibDirectory* dir = fits ? qfm_find_directory(library, QFM_SYMBOL, base, ext) : nullptr;
+    // The library goes into the reports as the name gave it, even empty.
     if (!dir) {
-        voreport(4, VOM_SYMNOTFOUND, base, ext, *library ? library : "*");
+        voreport(4, VOM_SYMNOTFOUND, base, ext, library);
         voexit(4);
     }
     if (!qlm_id_writable(dir)) {
-        const char* shown = *library ? library : qlm_id_get_name(dir);
-        voreport(4, VOM_READONLYLIB, *shown ? shown : qlm_id_get_path(dir));
+        voreport(4, VOM_READONLYLIB, library);
         voexit(4);
     }
     char behv[KS_PATHMAX];

@@ -106,6 +106,16 @@ TEST(NumberRecognition, SignPointAndExponent) {
     EXPECT_EQ(ktStrIsnum(nullptr), 0);
 }
 
+TEST(Abbreviations, ExactMatchWinsAndAPrefixMustBeUnique) {
+    const char* const names[] = {"Stderr", "StatusLine", "Status", "LogFile"};
+    EXPECT_EQ(ktStrIindex("status", names, 4), 2);  // exact, though a prefix of another
+    EXPECT_EQ(ktStrIindex("statusl", names, 4), 1);
+    EXPECT_EQ(ktStrIindex("LOG", names, 4), 3);
+    EXPECT_EQ(ktStrIindex("st", names, 4), -2);
+    EXPECT_EQ(ktStrIindex("logfiles", names, 4), -1);
+    EXPECT_EQ(ktStrIindex("", names, 4), -1);
+}
+
 TEST(Tokens, RunsOfDelimitersSeparateAndLongTokensAreCut) {
     char token[256];
     std::string seen;

@@ -27,12 +27,13 @@ size_t count(const std::string& text, const std::string& what) {
     return n;
 }
 
-// A run's directory with the library list: the writable library "cells"
-// holding and2.1.
+// A run's directory with the library list, the primary library "cells"
+// holding and2.1, and an initialization file that changes nothing.
 class ProgramRun : public ::testing::Test {
 protected:
     void SetUp() override {
         dir.write("scrivet.ini", "; libraries of the test\nDIR [p] ./cells (cells)\n");
+        dir.write("entgen.ini", "ENTGEN 5.3.1\n");
         dir.write("cells/sym/and2.1", kAnd2);
     }
     RunResult run(const std::vector<std::string>& args, const std::string& input = "",
@@ -112,13 +113,17 @@ TEST_F(ProgramRun, SymbolInNoLibraryOrInAReadOnlyOne) {
     RunResult r = run({"cells:or3"});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err,
-              "entgen: Error 555:  :  Symbol or3.1 was not found in library cells.\n"
+              "entgen: Error 555:  :  Symbol or3.1 was not found in the library list (library "
+              "part of the name: \"cells\").\n"
               "entgen: Status 514:  :  Translation Aborted for CELLS:OR3.1: 1 error(s), 0 "
               "warning(s).\n");
     dir.write("scrivet.ini", "DIR [r] ./cells (cells)\n");
     r = run({"and2"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_THAT(r.err, HasSubstr("Error 554:  :  Library cells is read-only"));
+    // The name has no library part, and the report says so.
+    EXPECT_THAT(r.err, HasSubstr("Error 554:  :  The library of the symbol is read-only: no "
+                                 "model can be written beside it (library part of the name: "
+                                 "\"\")."));
     EXPECT_FALSE(dir.exists("cells/behv"));
 }
 

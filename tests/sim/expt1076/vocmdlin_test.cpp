@@ -74,7 +74,8 @@ TEST_F(LibraryListFile, ReportsEachBadLineAndGoesOn) {
     std::string err = GetCapturedStderr();
     EXPECT_NE(err.find("Line 3 of scrivet.ini is not a valid DIR line"), std::string::npos) << err;
     EXPECT_NE(err.find("Line 5 of scrivet.ini"), std::string::npos) << err;
-    EXPECT_NE(err.find("its directory does not exist: [r] ./missing (cells)"), std::string::npos)
+    EXPECT_NE(err.find("its directory does not exist: DIR\t[r] ./missing (cells)"),
+              std::string::npos)
         << err;
     EXPECT_EQ(vo->errors, 2);
     EXPECT_EQ(vo->fatals, 1);
