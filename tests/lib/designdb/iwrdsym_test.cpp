@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 #include <vector>
 
@@ -327,42 +326,6 @@ TEST_F(SymbolFile, SymbolsOfAMegaLibrary) {
     EXPECT_EQ(readDump("packed:two.1"), "type 2, 1 pins\nP P:\n");
     EXPECT_EQ(readDump("one.1"), "type -1, 1 pins\nP A:\n");
     EXPECT_EQ(messages(), "");
-}
-
-TEST_F(SymbolFile, AnyRecordsLeaveAConsistentSymbol) {
-    // Files of random records: every read ends, and the pin count is the
-    // number of pins in the list.
-    ASSERT_EQ(iwexpbus(), 1);
-    std::mt19937 random(7);
-    const std::vector<std::string> pieces = {"P 1 0 0 0 0 1",
-                                             "L 1 0 0 8 0 1 0 1 A[1:0]",
-                                             "L 1 0 0 8 0 1 0 0 B",
-                                             "A 1 0 8 0 1 0 X=1",
-                                             "U 0 0 8 0 1 0 PINORDER=A B",
-                                             "U 0 0 8 0 1 0 SIGNAL=N;A,B",
-                                             "U 0 0 8 0 1 0 GND_PIN=Q",
-                                             "+ C",
-                                             "+",
-                                             "Y 4",
-                                             "E",
-                                             "U 0 0",
-                                             "L 1 0 0 8 0 1 0 0 {A,B}2",
-                                             "Qx",
-                                             "",
-                                             "+ = ="};
-    for (int n = 0; n < 200; ++n) {
-        std::string text = "V 5\n";
-        for (int i = random() % 40; i > 0; --i) text += pieces[random() % pieces.size()] + "\n";
-        std::string name = "r" + std::to_string(n);
-        symbol(name + ".1", text);
-        if (n % 3 == 0) symbol(name + ".pin", "B A[1:0]\n");
-        iwsym* s = read("cells:" + name + ".1");
-        ASSERT_NE(s, nullptr) << text;
-        int pins = 0;
-        for (iwspin* p = s->pins; p; p = p->next) ++pins;
-        EXPECT_EQ(pins, s->pincount) << text;
-    }
-    messages();
 }
 
 }  // namespace
