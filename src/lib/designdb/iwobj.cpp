@@ -1,50 +1,322 @@
-// Design objects. Stand-in: groups and symbols come from the general heap
-// rather than the object pool, and names are not interned in a table.
+// Design objects. All of them come from the session's pool and go with it;
+// nothing here frees an object. The schematic-side accessors read records
+// that this system never makes, and take null and empty values at every
+// step.
 #include "iwobj.h"
 
 #include <cstring>
+#include <string>
 
+#include "iwmem.h"
+#include "iwname.h"
 #include "ktmem.h"
 #include "ktstr.h"
+#include "ktsym.h"
 
 iwgroup* Ireftop = nullptr;
+ktSym* Igrp_table = nullptr;
 
-char* iwmkname(const char* text) { return ktStrUpc(ktStrCpy(text ? text : "")); }
+namespace {
+
+struct GlobalNet {
+    char* name;
+    GlobalNet* next;
+};
+
+GlobalNet* globalNets_ = nullptr;
+const GlobalNet* globalCursor_ = nullptr;
+
+template <typename T>
+T* make(int kind) {
+    auto* o = static_cast<T*>(iwballoc(Idatamem, sizeof(T)));
+    std::memset(static_cast<void*>(o), 0, sizeof(T));
+    o->kind = static_cast<uint32_t>(kind);
+    return o;
+}
+
+// The group that an object belongs to.
+iwgroup* groupOf(void* object) {
+    if (!object) return nullptr;
+    switch (*static_cast<uint32_t*>(object)) {
+        case IW_KGROUP:
+            return static_cast<iwgroup*>(object);
+        case IW_KSYM:
+            return static_cast<iwsym*>(object)->group;
+        case IW_KSHEET:
+            return static_cast<iwsheet*>(object)->group;
+        case IW_KNET:
+            return static_cast<iwnet*>(object)->group;
+        default:
+            return nullptr;
+    }
+}
+
+bool isRingEnd(const iwnode* n) {
+    return !n || n->kind == IW_KNET || n->index <= 0;
+}
+
+iwpin* asPin(iwnode* n) {
+    return reinterpret_cast<iwpin*>(n);
+}
+
+// The component's symbol, through the header entry of the pin array.
+iwsym* symbolOf(iwpin* pin) {
+    iwcomp* c = igpinown(pin);
+    return c ? c->symbol : nullptr;
+}
+
+}  // namespace
+
+// ---- objects ------------------------------------------------------------------
+
+iwsym* iwmksym(iwgroup* group) {
+    auto* s = make<iwsym>(IW_KSYM);
+    s->version = 1;
+    s->type = IW_TUNKNOWN;
+    s->group = group;
+    return s;
+}
 
 iwgroup* iwmkgroup(const char* name) {
-    auto* g = static_cast<iwgroup*>(ktMemCalloc(1, sizeof(iwgroup), "iwgroup"));
-    auto* s = static_cast<iwsym*>(ktMemCalloc(1, sizeof(iwsym), "iwsym"));
-    g->kind = 7;
+    auto* g = make<iwgroup>(IW_KGROUP);
     g->name = iwmkname(name);
-    g->symbols = s;
-    s->kind = 6;
-    s->version = 1;
-    s->type = -1;
-    s->group = g;
+    g->symbols = iwmksym(g);
     return g;
+}
+
+void iagrpsym(iwgroup* group, iwsym* symbol) {
+    if (!group || !symbol) return;
+    symbol->group = group;
+    if (!group->symbols) {
+        symbol->next = nullptr;
+        group->symbols = symbol;
+        return;
+    }
+    iwsym** at = &group->symbols->next;
+    while (*at && (*at)->version <= symbol->version) at = &(*at)->next;
+    symbol->next = *at;
+    *at = symbol;
+}
+
+iwsym* ifsymsym(int version, iwsym* first) {
+    for (iwsym* s = first; s; s = s->next)
+        if (s->version == version) return s;
+    return nullptr;
+}
+
+iwspin* iwalcspin() {
+    return make<iwspin>(IW_KSPIN);
+}
+
+iwspin* iwmkspin(const char* name) {
+    iwspin* p = iwalcspin();
+    p->name = iwmkname(name);
+    return p;
+}
+
+iwspin* idsymspn(iwsym* symbol, iwspin* spin) {
+    if (!symbol || !spin) return nullptr;
+    for (iwspin** at = &symbol->pins; *at; at = &(*at)->next)
+        if (*at == spin) {
+            *at = spin->next;
+            --symbol->pincount;
+            return spin->next;
+        }
+    return nullptr;
+}
+
+iwatt* iwmkatt(const char* name, const char* value) {
+    auto* a = make<iwatt>(IW_KATT);
+    a->name = iwmkname(name);
+    a->value = iwmkname(value);
+    return a;
+}
+
+iwatt* iwaddatt(iwatt* list, iwatt* attribute) {
+    if (!attribute) return list;
+    attribute->next = nullptr;
+    iwatt** at = &list;
+    for (; *at; at = &(*at)->next) {
+        int c = std::strcmp(attribute->name, (*at)->name);
+        if (c < 0) break;
+        if (c == 0 && attribute->value && (*at)->value &&
+            std::strcmp(attribute->value, (*at)->value) <= 0)
+            break;
+    }
+    attribute->next = *at;
+    *at = attribute;
+    return list;
+}
+
+iwatt* iwdupatt(iwatt* list, const char* name, const char* value) {
+    if (!name) return nullptr;
+    for (iwatt* a = list; a; a = a->next) {
+        int c = std::strcmp(a->name, name);
+        if (c > 0) return nullptr;
+        if (c == 0 && ktStrIcmp(a->value, value) == 0) return a;
+    }
+    return nullptr;
+}
+
+// ---- the group table ----------------------------------------------------------------
+
+ktSym* store_grp(ktSym* table, iwgroup* group) {
+    if (!table) {
+        table = ktSymCreate(2003, ktSymStHash, ktStrEqu, ktSymReturn, ktSymDummy);
+        ktSymDynamic(table, 2.0, 2.0);
+    }
+    ktSymStore(table, group->name, group);
+    return table;
+}
+
+iwgroup* fetch_grp(ktSym* table, const char* name) {
+    if (!table || !name) return nullptr;
+    return static_cast<iwgroup*>(ktSymFetch(table, name));
+}
+
+void destroy_grp_table(ktSym* table) {
+    if (table) ktSymDestroy(table, ktSymDummy);
+}
+
+iwgroup* iwgrpref(char* name) {
+    if (!name) return nullptr;
+    return fetch_grp(Igrp_table, ktStrUpc(name));
+}
+
+// ---- accessors ----------------------------------------------------------------------
+
+iwatt* ifattatt(const char* name, iwatt* list) {
+    if (!name) return nullptr;
+    // A name too long for the look-up buffer names no stored attribute.
+    char wanted[16384];
+    if (std::strlen(name) >= sizeof wanted) return nullptr;
+    ktStrUpc(std::strcpy(wanted, name));
+    for (iwatt* a = list; a && a->name; a = a->next) {
+        int c = std::strcmp(a->name, wanted);
+        if (c == 0) return a;
+        if (c > 0) return nullptr;
+    }
+    return nullptr;
+}
+
+iwnet* ifnetnet(const char* name, void* object) {
+    iwgroup* g = groupOf(object);
+    if (!name || !g || !g->nets) return nullptr;
+    std::string wanted = name;
+    ktStrUpc(wanted.data());
+    return static_cast<iwnet*>(ktSymFetch(g->nets, wanted.c_str()));
+}
+
+iwpin* igcompin(iwcomp* component) {
+    if (!component || !component->pins || !component->symbol || component->symbol->pincount <= 0)
+        return nullptr;
+    return &component->pins[1];
+}
+
+iwpin* ignetpin(iwnet* net) {
+    if (!net || !net->firstpin || net->firstpin == &net->head) return nullptr;
+    return asPin(net->firstpin);
+}
+
+iwspin* ignetspn(iwnet* net) {
+    if (!net || !net->group || !net->group->symbols) return nullptr;
+    for (iwspin* p = net->group->symbols->pins; p; p = p->next)
+        if (p->net == net) return p;
+    return nullptr;
+}
+
+iwpin* igpincnx(iwpin* pin) {
+    iwsym* s = pin ? symbolOf(pin) : nullptr;
+    if (!s || pin->head.index >= s->pincount) return nullptr;
+    return pin + 1;
+}
+
+iwnet* igpinnet(iwpin* pin) {
+    if (!pin) return nullptr;
+    iwnode* n = pin->nextpin;
+    while (n && !isRingEnd(n)) n = asPin(n)->nextpin;
+    return n && n->kind == IW_KNET ? reinterpret_cast<iwnet*>(n) : nullptr;
+}
+
+iwpin* igpinnnx(iwpin* pin) {
+    if (!pin || isRingEnd(pin->nextpin)) return nullptr;
+    return asPin(pin->nextpin);
+}
+
+iwcomp* igpinown(iwpin* pin) {
+    if (!pin || pin->head.index < 0) return nullptr;
+    return (pin - pin->head.index)->owner;
+}
+
+iwspin* igpinspn(iwpin* pin) {
+    iwsym* s = pin ? symbolOf(pin) : nullptr;
+    if (!s || pin->head.index < 1) return nullptr;
+    iwspin* p = s->pins;
+    for (int i = 1; p && i < pin->head.index; ++i) p = p->next;
+    return p;
 }
 
 const char* iggrpnam(const iwgroup* group) {
     if (!group || !group->name) return "";
-    const char* colon = std::strchr(group->name, ':');
-    if (colon) return colon + 1;
-    const char* p = group->name;
-    while (*p == ' ' || *p == '\t') ++p;
-    return p;
+    if (const char* colon = std::strchr(group->name, ':')) return colon + 1;
+    return ktStrBlk(group->name);
 }
 
 const char* iggrplnm(const iwgroup* group) {
-    // The alias is the text before the first colon; the stand-in keeps one
-    // copy per call site's lifetime in a static buffer.
-    static char alias[256];
     if (!group || !group->name) return "";
     const char* colon = std::strchr(group->name, ':');
     if (!colon) return "";
-    size_t n = static_cast<size_t>(colon - group->name);
-    if (n >= sizeof alias) n = sizeof alias - 1;
-    std::memcpy(alias, group->name, n);
-    alias[n] = '\0';
-    return alias;
+    std::string alias(group->name, static_cast<size_t>(colon - group->name));
+    return iwmkname(alias.c_str());
+}
+
+const char* iwgblnet(const void* cursor) {
+    globalCursor_ = cursor ? (globalCursor_ ? globalCursor_->next : nullptr) : globalNets_;
+    return globalCursor_ ? globalCursor_->name : nullptr;
+}
+
+void iwfreegblnets() {
+    while (GlobalNet* n = globalNets_) {
+        globalNets_ = n->next;
+        ktMemFree(n);
+    }
+    globalCursor_ = nullptr;
+}
+
+// ---- tags -----------------------------------------------------------------------------
+
+namespace {
+uint32_t* tagOf(void* object, int kind) {
+    if (!object) return nullptr;
+    switch (kind) {
+        case IW_KPIN:
+            return &static_cast<iwpin*>(object)->tag;
+        case IW_KNET:
+            return &static_cast<iwnet*>(object)->tag;
+        case IW_KCOMP:
+            return &static_cast<iwcomp*>(object)->tag;
+        case IW_KSHEET:
+            return &static_cast<iwsheet*>(object)->tag;
+        case IW_KSPIN:
+            return &static_cast<iwspin*>(object)->tag;
+        case IW_KSYM:
+            return &static_cast<iwsym*>(object)->tag;
+        case IW_KGROUP:
+            return &static_cast<iwgroup*>(object)->tag;
+        default:
+            return nullptr;
+    }
+}
+}  // namespace
+
+void iwsettag(void* object, int kind, uint32_t value) {
+    if (uint32_t* t = tagOf(object, kind)) *t = value;
+}
+
+uint32_t iwgettag(const void* object, int kind, int* ok) {
+    uint32_t* t = tagOf(const_cast<void*>(object), kind);
+    if (ok) *ok = t != nullptr;
+    return t ? *t : 0;
 }
 
 namespace {
@@ -65,7 +337,9 @@ struct StringSet {
 // Newest set first. Sets live as long as the process: nothing releases them.
 StringSet* sets_ = nullptr;
 
-char upperAscii(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+char upperAscii(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
 
 // Case-blind: ten times the hash so far plus each folded byte, as a signed
 // byte, in unsigned 32-bit arithmetic.

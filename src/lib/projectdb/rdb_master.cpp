@@ -1,6 +1,7 @@
 // The start and end of the project database, the names it needs, and the
 // status words of all its calls.
 #include "rdb_master.h"
+#include "rdb_api.h"
 
 #include <cstdarg>
 #include <cstdlib>
@@ -409,6 +410,7 @@ rdbMaster* rdbInit2(const char* name, const char* file, int facility, const char
 
 int rdbExit() {
     if (!rdbiFirstMaster()) return rdbStatINIT;
+    rdbiCloseAllProjects();
     for (rdbMaster* m = rdbiLastMaster(); m;) {
         rdbMaster* older = m->prev;
         rdbiUnregisterUser(m);

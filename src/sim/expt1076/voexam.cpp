@@ -1,7 +1,7 @@
-// Symbol load and examination. Stand-in for the pass itself: a group gets
-// its names and its file name, but no ports, generics, constants,
-// comments, imports or attributes, and the database's switches (bus
-// expansion, levels, status mode) are not set.
+// Symbol load and examination. The load reads the symbol into the design
+// database with the run's switches set. Stand-in for the pass itself: a
+// group gets its names and its file name, but no ports, generics,
+// constants, comments, imports or attributes.
 #include "voexam.h"
 
 #include <cstdio>
@@ -18,6 +18,16 @@
 #include "vomain.h"
 #include "votr.h"
 
+namespace {
+// The level names of the command line, oldest first: the list holds the
+// newest first.
+void setLevels(const volev* level) {
+    if (!level) return;
+    setLevels(level->next);
+    iwsetlevel(level->name);
+}
+}  // namespace
+
 void voloadproj() {
     if (!initalization) {
         if (!iwinit()) {
@@ -28,6 +38,12 @@ void voloadproj() {
         }
         initalization = 1;
     }
+    // -s: the database expands bus pins. The call toggles, so a second one
+    // puts back what the first took away.
+    if (vo->cmdl->vectors == 0 && iwexpbus() == 0) iwexpbus();
+    setLevels(vo->cmdl->levels);
+    iwcombine_hetero(1);
+    iwstatmode(vo->cmdl->quiet == 0 ? 1 : 0);
     char ext[KS_PATHMAX] = "";
     if (ksParse(vo->cmdl->name, nullptr, nullptr, nullptr, ext) == KS_OK && !*ext) {
         // A bare name means version 1.

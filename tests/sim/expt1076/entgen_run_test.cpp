@@ -30,12 +30,12 @@ size_t count(const std::string& text, const std::string& what) {
     return n;
 }
 
-// A run's directory with the library list, the writable library "cells"
+// A run's directory with the library list, the primary library "cells"
 // holding and2.1, and an initialization file that changes nothing.
 class ProgramRun : public ::testing::Test {
 protected:
     void SetUp() override {
-        dir.write("scrivet.ini", "; libraries of the test\nDIR [w] ./cells (cells)\n");
+        dir.write("scrivet.ini", "; libraries of the test\nDIR [p] ./cells (cells)\n");
         dir.write("entgen.ini", "ENTGEN 5.3.1\n");
         dir.write("cells/sym/and2.1", kAnd2);
     }
@@ -165,7 +165,9 @@ TEST_F(ProgramRun, DeclinedOverwriteIsAWarningWithItsNumberAndEntersTheLog) {
                          "error(s), 1 warning(s).\n");
     std::vector<std::string> files = logs();
     ASSERT_EQ(files.size(), 1u);
-    EXPECT_THAT(files[0], StartsWith("unknown-"));
+    // The log opened when the project database started, under the name of
+    // its master file.
+    EXPECT_EQ(files[0], "rd520.err");
     // The summary is a Status: shown, never logged.
     std::string log = dir.read(files[0]);
     EXPECT_THAT(log, StartsWith("entgen: Warning 558:  : "));
@@ -278,6 +280,35 @@ TEST_F(ProgramRun, AMessageFileThatDoesNotFitItsArgumentsIsRefusedNotFormatted) 
         EXPECT_THAT(r.err, HasSubstr(dir.path("entgen.kmb")));
         EXPECT_EQ(dir.read("cells/behv/and2.vhd"), "the good model\n");
     }
+}
+
+TEST_F(ProgramRun, AFileThatIsNoSymbolEndsTheRunWithTheDatabasesReason) {
+    dir.write("cells/sym/bad.1", "not a symbol\n");
+    RunResult r = run({"cells:bad"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Error 380:  cells:bad.1 is no symbol file: its first "
+                                 "line is not a \"V \" line.\n"));
+    EXPECT_EQ(r.err,
+              "entgen: Error 541:  - sym cells:bad.1:  Cannot read the symbol.\n"
+              "entgen: Status 514:  :  Translation Aborted for CELLS:BAD.1: 2 error(s), 0 "
+              "warning(s).\n");
+    EXPECT_FALSE(dir.exists("cells/behv/bad.vhd"));
+}
+
+TEST_F(ProgramRun, FaultyRecordsAreReportedAndTheModelIsStillWritten) {
+    dir.write("cells/sym/odd.1",
+              "V 5\nU 0 0\nU 0 0 8 0 1 0 PINORDER=A B C\n+\n"
+              "P 1 0 0 0 0 1\nL 1 0 0 8 0 1 0 0 A\n");
+    RunResult r = run({"cells:odd"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(dir.exists("cells/behv/odd.vhd"));
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Error 299:  Line 2 of symbol CELLS:ODD, page 1"));
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Error 300:  Line 4 of symbol CELLS:ODD, page 1"));
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Error 293:  "));
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Note 294:  The list names 3 pins.\n"));
+    // Three errors of the database; the note that continues one is not counted.
+    EXPECT_THAT(r.err, HasSubstr("Translation Completed for CELLS:ODD.1: 3 error(s), 0 "
+                                 "warning(s).\n"));
 }
 
 }  // namespace

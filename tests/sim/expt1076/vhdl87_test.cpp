@@ -38,7 +38,7 @@ protected:
 };
 
 TEST_F(Vhdl87, ModelFrameWrittenByTheProgram) {
-    dir.write("scrivet.ini", "DIR [w] ./cells (cells)\n");
+    dir.write("scrivet.ini", "DIR [p] ./cells (cells)\n");
     dir.write("cells/sym/and2.1", "V 5\nE\n");
     RunResult r = runEntgen(dir.path(), {"-o", "-d", "out", "cells:and2"});
     ASSERT_EQ(r.status, 0) << r.err;

@@ -4,8 +4,9 @@
 
 #include <string>
 
+#include "iwmem.h"
+#include "iwname.h"
 #include "iwobj.h"
-#include "iwrdsym.h"
 #include "tempdir.h"
 #include "vofixture.h"
 
@@ -18,13 +19,21 @@ protected:
         vo->cmdl->outdir = vostcpy(dir.path().c_str());
         vo->ini = voinibloc();
         group = vogroupbloc();
-        group->grp = vo->top = iwrdsym("LIB:AND2.1")->group;
+        // A group as the symbol reader makes it, in a pool of the test's own.
+        Idatamem = iwbinit(8192);
+        group->grp = vo->top = iwmkgroup("LIB:AND2");
         group->entity = vostcpy("AND2");
         group->arch = vostcpy("archAND2");
         group->base = vostcpy("and2");
         group->ext = vostcpy("vhd");
         group->next = vo->prims;
         vo->prims = group;
+    }
+    void TearDown() override {
+        TranslatorTest::TearDown();
+        iwbfree(Idatamem);
+        iwdelnames();
+        Idatamem = 0;
     }
 
     std::string model() {

@@ -147,7 +147,7 @@ TEST_F(IniFile, LongTokensAreCutAndGarbageCostsReportsOnly) {
 class IniInTheRun : public ::testing::Test {
 protected:
     void SetUp() override {
-        dir.write("scrivet.ini", "DIR [w] ./cells (cells)\n");
+        dir.write("scrivet.ini", "DIR [p] ./cells (cells)\n");
         dir.write("cells/sym/and2.1", "V 5\nY 1\nE\n");
     }
     RunResult run(const std::vector<std::string>& args) { return runEntgen(dir.path(), args); }

@@ -12,7 +12,9 @@
 #include <vector>
 
 #include "entgen_msg.h"
+#include "iwmem.h"
 #include "iwobj.h"
+#include "kssrch.h"
 #include "kterr.h"
 #include "ktstr.h"
 #include "qlm.h"
@@ -218,6 +220,8 @@ TEST_F(CollisionTest, SameReportsAsThePlainLoopsOnRandomTables) {
 
 // A top group AND2 of library CELLS, whose files are and2.*.
 void topGroup() {
+    // A group as the symbol reader makes it, in the design database's pool.
+    if (!Idatamem) Idatamem = iwbinit(8192);
     vogroup* g = vogroupbloc();
     g->grp = iwmkgroup("CELLS:AND2");
     g->grp->nextref = Ireftop;
@@ -263,11 +267,16 @@ void writeLibrary(const TempDir& dir) {
     dir.write("cells/sym/3state.1", symbol);
     dir.write("cells/sym/and2.1", symbol);
     qlm_free_all();
-    ASSERT_NE(qlm_read(("DIR [w] " + dir.path("cells") + " (cells)").c_str()), nullptr);
+    const std::string line = "DIR [p] " + dir.path("cells") + " (cells)";
+    ASSERT_NE(qlm_read(line.c_str()), nullptr);
+    // The design database reads the same line from its library list.
+    dir.write("scrivet.ini", line + "\n");
 }
 
 TEST_F(IdentifierList, EachSymbolOfALibraryListsTheEarlierOnesTooButASingleSymbolNone) {
     writeLibrary(dir);
+    EnvGuard kdir("KDIR", (dir.path() + ":" + ENTGEN_SHARE_DIR).c_str());
+    ksKdirReset();
     vo->cmdl->name = vostcpy("cells:3state");
     vo->ini->listids = 2;
     ktErrFileV = stderr;
@@ -283,6 +292,7 @@ TEST_F(IdentifierList, EachSymbolOfALibraryListsTheEarlierOnesTooButASingleSymbo
     EXPECT_EQ(dir.read("cells/behv/v3state.xrf"), "3STATE v3STATE\n");
     EXPECT_EQ(dir.read("cells/behv/and2.xrf"), "3STATE v3STATE\n");
     qlm_free_all();
+    ksKdirReset();
 }
 
 }  // namespace

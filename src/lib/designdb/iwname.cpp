@@ -1,0 +1,83 @@
+// The name table. A bucket is appended to when the new
+// text sorts after its tail, which keeps names that come in rising order
+// (pins P1, P2, ...) at constant cost; the comparison is made with the text
+// as given, so a name in lower case is entered again in capitals.
+#include "iwname.h"
+
+#include <cstring>
+#include <initializer_list>
+
+#include "iwmem.h"
+#include "ktmem.h"
+#include "ktstr.h"
+
+namespace {
+
+struct Entry {
+    char* text;
+    Entry* next;
+};
+
+Entry** heads_ = nullptr;
+Entry** tails_ = nullptr;
+
+char upper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+uint32_t hashOf(const char* text) {
+    uint32_t h = 0;
+    for (; text && *text; ++text)
+        h = h * 10 + static_cast<uint32_t>(static_cast<signed char>(upper(*text)));
+    return h;
+}
+
+Entry* newEntry(const char* text, Entry* next) {
+    size_t n = std::strlen(text);
+    auto* e = static_cast<Entry*>(iwballoc(Idatamem, sizeof(Entry) + n + 1));
+    e->text = reinterpret_cast<char*>(e + 1);
+    for (size_t i = 0; i <= n; ++i) e->text[i] = upper(text[i]);
+    e->next = next;
+    return e;
+}
+
+}  // namespace
+
+char* iwmkname(const char* text) {
+    if (!text) text = "";
+    if (!heads_) {
+        size_t bytes = IW_NAMEBUCKETS * sizeof(Entry*);
+        heads_ = static_cast<Entry**>(iwballoc(Idatamem, bytes));
+        tails_ = static_cast<Entry**>(iwballoc(Idatamem, bytes));
+        std::memset(heads_, 0, bytes);
+        std::memset(tails_, 0, bytes);
+    }
+    uint32_t b = hashOf(text) % IW_NAMEBUCKETS;
+    if (!heads_[b]) return (heads_[b] = tails_[b] = newEntry(text, nullptr))->text;
+    int c = std::strcmp(text, tails_[b]->text);
+    if (c == 0) return tails_[b]->text;
+    if (c > 0) {
+        tails_[b] = tails_[b]->next = newEntry(text, nullptr);
+        return tails_[b]->text;
+    }
+    for (Entry** at = &heads_[b];; at = &(*at)->next) {
+        int d = std::strcmp(text, (*at)->text);
+        if (d == 0) return (*at)->text;
+        if (d < 0) return (*at = newEntry(text, *at))->text;
+    }
+}
+
+uint32_t iwhash(const char* text, uint32_t count) {
+    return count ? hashOf(text) % count : 0;
+}
+
+void iwdelnames() {
+    heads_ = tails_ = nullptr;
+}
+
+int iwsysatt(const char* name) {
+    if (!name) return 0;
+    for (const char* s : {"@DATETIME", "@NAME", "@SHEET", "@XYCOORD"})
+        if (std::strcmp(name, s) == 0) return 1;
+    return 0;
+}
