@@ -108,3 +108,7 @@ const char* insetmem(int set, const char* text) {
         if (ktStrIcmp(m->text, text) == 0) return m->text;
     return nullptr;
 }
+
+const char* iwgblnet(const void*) {
+    return nullptr;
+}

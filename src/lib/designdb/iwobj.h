@@ -56,3 +56,8 @@ const char* iggrplnm(const iwgroup* group);
 // `text` without regard to case, or null.
 const char* inaddmem(int set, const char* text, int copy);
 const char* insetmem(int set, const char* text);
+
+// The global nets of the design, one name per call: a null cursor gives the
+// first, any other cursor the next; null at the end. Only schematics hold
+// global nets, and nothing here reads a schematic, so the list is empty.
+const char* iwgblnet(const void* cursor);
