@@ -2,13 +2,19 @@
 // here; the port records of the pins are not made yet.
 #include "voportinfo.h"
 
+namespace {
+struct Direction {
+    int code;
+    const char* word;
+};
+constexpr Direction kDirections[] = {
+    {VOPORT_IN, "IN"},         {VOPORT_OUT, "OUT"},         {VOPORT_INOUT, "INOUT"},
+    {VOPORT_BUFFER, "BUFFER"}, {VOPORT_LINKAGE, "LINKAGE"},
+};
+}  // namespace
+
 const char* voport_dir_string(int code) {
-    switch (code) {
-        case VOPORT_IN: return "IN";
-        case VOPORT_OUT: return "OUT";
-        case VOPORT_INOUT: return "INOUT";
-        case VOPORT_BUFFER: return "BUFFER";
-        case VOPORT_LINKAGE: return "LINKAGE";
-        default: return "UnKnownPORT";
-    }
+    for (const Direction& d : kDirections)
+        if (d.code == code) return d.word;
+    return "UnKnownPORT";
 }
