@@ -78,7 +78,9 @@
 
 /* Initialization file: writing. 701 and 709 end in a blank, since more
  * text may follow on the line; 702, 703 and 704 are the operands that the
- * reader wants behind the name or keyword. */
+ * reader wants behind the name or keyword. No heading above a section
+ * begins with a keyword: with all its comment marks removed, a file holds
+ * no heading that reads as a statement. */
 #define VOM_WI_PAIR 701 /* "%s %s " */
 #define VOM_WI_GENERIC 702 /* "generic (%s : %s);" */
 #define VOM_WI_BINDING 704 /* "entity %s.%s(%s)" */
@@ -86,20 +88,20 @@
 #define VOM_WI_PORTMAP 706 /* "port map (" */
 #define VOM_WI_ASSOC 707 /* "%s => %s" */
 #define VOM_WI_TRIPLE 709 /* "%s %s %s " */
-#define VOM_WI_HPINTYPE 710 /* "PIN_TYPE name mode: the port mode of the pins of a pin type." */
-#define VOM_WI_HINIT 711 /* "INITIALIZE signal value: the initial value of a global signal." */
-#define VOM_WI_HGENERIC 712 /* "GENERIC attribute generic (name : type := default); or NULL to drop it." */
-#define VOM_WI_HHEADER1 718 /* "HEADER text: a line written at the top of every model, in this order." */
+#define VOM_WI_HPINTYPE 710 /* "Pin types: PIN_TYPE name mode gives the pins of that type their port mode." */
+#define VOM_WI_HINIT 711 /* "Initial values: INITIALIZE signal value gives a global signal its initial value." */
+#define VOM_WI_HGENERIC 712 /* "Generics: GENERIC attribute generic (name : type := default); or NULL to drop it." */
+#define VOM_WI_HHEADER1 718 /* "Header lines: HEADER text puts a line at the top of every model, in this order." */
 #define VOM_WI_HHEADER2 719 /* "The text stands as it is: a VHDL comment or a context clause." */
-#define VOM_WI_HLISTID1 721 /* "LIST_IDENTIFIERS translated or all: in a library run, list the names" */
-#define VOM_WI_HLISTID2 722 /* "that translation changed, or all names, in a file of extension xrf." */
-#define VOM_WI_HPREFIX 723 /* "PREFIX text: put in front of a name that is no VHDL identifier." */
-#define VOM_WI_HTYPES 724 /* "SIGNAL_TYPE, VECTOR_TYPE, 2D_VECTOR_TYPE type base: the port types." */
-#define VOM_WI_HPLACE1 725 /* "PLACE compdecl or sigdecl, architecture or package [file]: where" */
+#define VOM_WI_HLISTID1 721 /* "Identifier list: LIST_IDENTIFIERS translated or all lists, in a library run, the" */
+#define VOM_WI_HLISTID2 722 /* "names that translation changed, or all names, in a file of extension xrf." */
+#define VOM_WI_HPREFIX 723 /* "Prefix: PREFIX text goes in front of a name that is no VHDL identifier." */
+#define VOM_WI_HTYPES 724 /* "Port types: SIGNAL_TYPE, VECTOR_TYPE and 2D_VECTOR_TYPE type base." */
+#define VOM_WI_HPLACE1 725 /* "Places: PLACE compdecl or sigdecl, architecture or package [file] says where" */
 #define VOM_WI_HPLACE2 726 /* "component and signal declarations go." */
-#define VOM_WI_HSETDEF 727 /* "SETDEF generic or attribute type: the type when no statement gives one." */
-#define VOM_WI_HDELAY 728 /* "DELAY min, typ or max: which value of a min:typ:max time to take." */
-#define VOM_WI_HTICKSIZE 729 /* "TICKSIZE number unit: the time of one tick, for a time with no unit." */
+#define VOM_WI_HSETDEF 727 /* "Default types: SETDEF generic or attribute type, for those a symbol gives without a type." */
+#define VOM_WI_HDELAY 728 /* "Delays: DELAY min, typ or max picks one value of a min:typ:max time." */
+#define VOM_WI_HTICKSIZE 729 /* "Tick size: TICKSIZE number unit is the time of one tick, for a time with no unit." */
 
 /* Name translation */
 #define VOM_BADNAME 523 /* "[W] %s is no legal VHDL identifier; it is used as it stands." */

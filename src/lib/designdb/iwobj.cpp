@@ -382,3 +382,4 @@ const char* insetmem(int set, const char* text) {
         if (ktStrIcmp(m->text, text) == 0) return m->text;
     return nullptr;
 }
+
