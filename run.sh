@@ -35,7 +35,7 @@ example)
     for f in "$out"/cells/behv/*.vhd; do echo "== $f" && cat "$f"; done
     ;;
 test)
-    install_missing "${build_packages[@]}" libbenchmark-dev ghdl
+    install_missing "${build_packages[@]}" libbenchmark-dev ghdl groff-base dpkg-dev file
     cmake --preset default >/dev/null
     cmake --build --preset default -j "$jobs"
     ctest --preset default -j "$jobs"
