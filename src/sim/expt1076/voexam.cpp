@@ -28,9 +28,9 @@
 #include "vovector.h"
 
 const char* const ReservATTRIBUTE[15] = {
-    "VHDL_TYPE", "VHDL_CVF_OUT", "VHDL_CVF_IN", "VHDL_BRF",  "VHDL_DEFAULT",
-    "VHDL_PORT_MODE", "VHDL_CONFIGURATION", "VHDL_IMPORT", "VHDL_GEN_", "VHDL_CON_",
-    "VHDL_COM_", "VHDL_PPR_", "VHDL_ATT_", "VHDL_VECTOR", nullptr,
+    "VHDL_TYPE",      "VHDL_CVF_OUT",       "VHDL_CVF_IN", "VHDL_BRF",    "VHDL_DEFAULT",
+    "VHDL_PORT_MODE", "VHDL_CONFIGURATION", "VHDL_IMPORT", "VHDL_GEN_",   "VHDL_CON_",
+    "VHDL_COM_",      "VHDL_PPR_",          "VHDL_ATT_",   "VHDL_VECTOR", nullptr,
 };
 
 namespace {
@@ -78,7 +78,6 @@ void voloadproj() {
     }
     std::fputs("\n \n", stdout);
 }
-
 
 void voinitpa() {
     // Only kind 2 runs exist, and they need no attribute preprocessor.
@@ -260,9 +259,9 @@ void vodefpintypes() {
         const char* name;
         int dir;
     } kBuiltIn[] = {
-        {"IN", VOPORT_IN},        {"ENA", VOPORT_IN},       {"OUT", VOPORT_OUT},
-        {"TRI", VOPORT_OUT},      {"BI", VOPORT_INOUT},     {"OEM", VOPORT_INOUT},
-        {"OCT", VOPORT_INOUT},    {"IO", VOPORT_INOUT},     {"IXO", VOPORT_INOUT},
+        {"IN", VOPORT_IN},         {"ENA", VOPORT_IN},          {"OUT", VOPORT_OUT},
+        {"TRI", VOPORT_OUT},       {"BI", VOPORT_INOUT},        {"OEM", VOPORT_INOUT},
+        {"OCT", VOPORT_INOUT},     {"IO", VOPORT_INOUT},        {"IXO", VOPORT_INOUT},
         {"BUFFER", VOPORT_BUFFER}, {"LINKAGE", VOPORT_LINKAGE},
     };
     if (!vo->ini) return;
@@ -315,10 +314,10 @@ void voattpins(vogroup* g) {
 }
 
 int voattfilter(iwatt* a) {
-    return isAnyOf(a, {"PINTYPE", ReservATTRIBUTE[VORES_TYPE], ReservATTRIBUTE[VORES_CVF_OUT],
-                       ReservATTRIBUTE[VORES_CVF_IN], ReservATTRIBUTE[VORES_BRF],
-                       ReservATTRIBUTE[VORES_DEFAULT], ReservATTRIBUTE[VORES_PORT_MODE],
-                       "FLOATVAL"}) ||
+    return isAnyOf(
+               a, {"PINTYPE", ReservATTRIBUTE[VORES_TYPE], ReservATTRIBUTE[VORES_CVF_OUT],
+                   ReservATTRIBUTE[VORES_CVF_IN], ReservATTRIBUTE[VORES_BRF],
+                   ReservATTRIBUTE[VORES_DEFAULT], ReservATTRIBUTE[VORES_PORT_MODE], "FLOATVAL"}) ||
            prefixed(a, VORES_COM, 9) || prefixed(a, VORES_PPR, 9);
 }
 
