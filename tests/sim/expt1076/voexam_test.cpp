@@ -21,9 +21,12 @@ namespace {
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 
-// Symbols made in a pool of the test's own, and a fresh table of names.
+// Symbols made in a pool of the test's own, a fresh table of names, and a
+// directory for the log of the reports.
 class Examination : public TranslatorTest {
 protected:
+    TempDir dir;
+    ChdirGuard inDir{dir.path()};
     void SetUp() override {
         TranslatorTest::SetUp();
         vo->ini = voinibloc();
