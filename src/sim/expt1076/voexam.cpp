@@ -88,13 +88,21 @@ namespace {
 // of the configuration owns them, so they wait here for voexamfree.
 vogen* unlisted_ = nullptr;
 
+// A copy for a record. An empty text gets the one shared empty string,
+// which vostfree leaves alone as it leaves every empty copy: so nothing is
+// lost when the record goes.
+char* copyOf(const char* text) {
+    static char empty[1] = "";
+    return text && !*text ? empty : vostcpy(text);
+}
+
 // The model file's name of a group: its translated name without
 // directory or extension, in lower case.
 void nameModelFile(vogroup* g) {
     vostfree(g->base);
     vostfree(g->ext);
     g->base = ktStrLoc(votruncnam(votr(iggrpnam(g->grp))));
-    g->ext = vostcpy("vhd");
+    g->ext = copyOf("vhd");
 }
 
 iwsym* firstSymbol(const vogroup* g) {
@@ -145,7 +153,7 @@ char* archOf(const char* entity) {
 // translated alias of its name, or WORK.
 char* libOf(const vogroup* g) {
     const char* alias = iggrplnm(g->grp);
-    return vostcpy(*alias ? votr(alias) : "WORK");
+    return copyOf(*alias ? votr(alias) : "WORK");
 }
 
 // A type:=value text: `type` is what stands in front of the first colon,
@@ -155,23 +163,23 @@ char* libOf(const vogroup* g) {
 bool splitTyped(const std::string& text, char** type, char** value) {
     const size_t colon = text.find(':');
     if (colon == std::string::npos) return false;
-    *type = vostcpy(text.substr(0, colon).c_str());
-    *value = vostcpy(colon + 2 < text.size() ? text.c_str() + colon + 2 : "");
+    *type = copyOf(text.substr(0, colon).c_str());
+    *value = copyOf(colon + 2 < text.size() ? text.c_str() + colon + 2 : "");
     return true;
 }
 
 voComman* newComman(const iwatt* a) {
     voComman* c = voCommanBlock();
     c->pair = static_cast<char**>(voalloc(2 * sizeof(char*)));
-    c->pair[0] = vostcpy(behind(a->name, 9));
-    c->pair[1] = vostcpy(a->value);
+    c->pair[0] = copyOf(behind(a->name, 9));
+    c->pair[1] = copyOf(a->value);
     return c;
 }
 
 voImport* newImport(const iwatt* a) {
     voImport* im = voImportBlock();
     // The name stands behind "VHDL_IMPORT" and one more character.
-    im->name = vostcpy(behind(a->name, 12));
+    im->name = copyOf(behind(a->name, 12));
     for (char* p = im->name; p && *p; ++p)
         if (*p == '$') *p = '.';
     im->kind = voIsImportKind(a->value);
@@ -201,9 +209,9 @@ void addPinAttribute(vogroup* g, const iwatt* a) {
     voattr* attr = vofindatt(a->name);
     if (!attr) {
         attr = voattrbloc();
-        attr->name = vostcpy(a->name);
-        attr->vhdlname = vostcpy(votr(a->name));
-        attr->type = vostcpy(vo->ini && vo->ini->attdefault ? vo->ini->attdefault : "string");
+        attr->name = copyOf(a->name);
+        attr->vhdlname = copyOf(votr(a->name));
+        attr->type = copyOf(vo->ini && vo->ini->attdefault ? vo->ini->attdefault : "string");
         attr->next = vo->attrs;
         vo->attrs = attr;
     }
@@ -274,7 +282,7 @@ void vogroupnames(vogroup* g) {
     const iwsym* symbol = firstSymbol(g);
     const iwatt* a = ifattatt("VHDL", symbol ? symbol->attributes : nullptr);
     if (!a) {
-        g->entity = vostcpy(votr(iggrpnam(g->grp)));
+        g->entity = copyOf(votr(iggrpnam(g->grp)));
         g->arch = archOf(g->entity);
         g->lib = libOf(g);
         return;
@@ -283,16 +291,16 @@ void vogroupnames(vogroup* g) {
     std::string rest = a->value ? a->value : "";
     if (size_t colon = rest.find(':'); colon != std::string::npos) {
         const std::string lib = rest.substr(0, colon);
-        g->lib = vostcpy(ktStrIcmp(lib.c_str(), "WORK") == 0 ? "WORK" : votr(lib.c_str()));
+        g->lib = copyOf(ktStrIcmp(lib.c_str(), "WORK") == 0 ? "WORK" : votr(lib.c_str()));
         rest.erase(0, colon + 1);
     } else {
         g->lib = libOf(g);
     }
     const size_t open = rest.find('(');
-    g->entity = vostcpy(votr(rest.substr(0, open).c_str()));
+    g->entity = copyOf(votr(rest.substr(0, open).c_str()));
     const size_t close = open == std::string::npos ? open : rest.find(')', open + 1);
     if (close != std::string::npos)
-        g->arch = vostcpy(votr(rest.substr(open + 1, close - open - 1).c_str()));
+        g->arch = copyOf(votr(rest.substr(open + 1, close - open - 1).c_str()));
     else
         g->arch = archOf(g->entity);
 }
@@ -343,7 +351,7 @@ void vosymattrs(vogroup* g, iwatt* list) {
 
 voCons* vonewcons(iwatt* a) {
     voCons* k = voConsBlock();
-    k->name = vostcpy(behind(a->name, 9));
+    k->name = copyOf(behind(a->name, 9));
     // The stored value is the database's shared name: work on a copy.
     char copy[VO_BUFSIZE];
     ktStrncpyNullTerm(copy, a->value ? a->value : "", sizeof copy);
@@ -357,7 +365,7 @@ void voAddGeneric(vogroup* g, const char* name, iwatt* attribute) {
     if (!rec) rec = vonewgen(name, attribute->value);
     // A record of the GENERIC section keeps the first value it is given,
     // for every later symbol of the run too.
-    if (!rec->value && attribute->value) rec->value = vostcpy(attribute->value);
+    if (!rec->value && attribute->value) rec->value = copyOf(attribute->value);
     voglist* node = voglistbloc();
     node->gen = rec;
     addBehindFirst(g->gens, node);
@@ -370,15 +378,15 @@ int vogenfilter(iwatt* a) {
 
 vogen* vonewgen(const char* name, const char* value) {
     vogen* rec = vogenbloc();
-    rec->name = vostcpy(name);
+    rec->name = copyOf(name);
     if (ktStrNicmp(name, ReservATTRIBUTE[VORES_GEN], 9) == 0) {
-        rec->vhdlname = vostcpy(votr(behind(name, 9)));
+        rec->vhdlname = copyOf(votr(behind(name, 9)));
         const std::string copy = value ? value : "";
-        if (!splitTyped(copy, &rec->type, &rec->value)) rec->type = vostcpy(copy.c_str());
+        if (!splitTyped(copy, &rec->type, &rec->value)) rec->type = copyOf(copy.c_str());
     } else {
-        rec->vhdlname = vostcpy(votr(name));
-        rec->type = vostcpy(vo->ini && vo->ini->gendefault ? vo->ini->gendefault : "string");
-        rec->value = vostcpy(value);
+        rec->vhdlname = copyOf(votr(name));
+        rec->type = copyOf(vo->ini && vo->ini->gendefault ? vo->ini->gendefault : "string");
+        rec->value = copyOf(value);
     }
     for (vogen* known = vo->gens; known; known = known->next) {
         if (ktStrIcmp(known->name, name) == 0) {

@@ -40,9 +40,11 @@ void voaddpintype(const char* name, int dir, vopint** list) {
     vopint** tail = list;
     for (; *tail; tail = &(*tail)->next)
         if (ktStrIcmp((*tail)->name, name) == 0) return;
-    // A copy, since the list's release takes its names with it.
+    // A copy, since the list's release takes its names with it; an empty
+    // name, which the release leaves alone, is the shared empty string.
+    static char empty[1] = "";
     vopint* p = vopintbloc();
-    p->name = vostcpy(name);
+    p->name = name && *name ? vostcpy(name) : empty;
     p->dir = dir;
     *tail = p;
 }
