@@ -6,12 +6,15 @@
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
+#include <vector>
 
 #include "entgen_msg.h"
 #include "iwsession.h"
 #include "kterr.h"
 #include "ktmem.h"
 #include "ktstr.h"
+#include "ktsym.h"
+#include "voexam.h"
 #include "vomain.h"
 #include "votok.h"
 #include "votr.h"
@@ -76,6 +79,9 @@ T* findIn(T* list, const char* name, F key) {
         if (ktStrIcmp(key(p), name) == 0) return p;
     return nullptr;
 }
+
+// Drops vofindgr's index; the groups it knew are about to go.
+void forgetGroups();
 }  // namespace
 
 void* voalloc(size_t size) {
@@ -119,6 +125,8 @@ void vodatafree(vodata* root) {
     voattrfree(root->attrs);
     vogroupfree(root->hier);
     vogroupfree(root->prims);
+    forgetGroups();
+    voexamfree();
     vofree(root->buf, VO_BUFSIZE);
     if (vo == root) vo = nullptr;
     drop(root);
@@ -463,10 +471,54 @@ voCons* voFindConst(const char* name, vocomp* comp) {
     return findIn(comp->consts, name, [](voCons* c) { return c->name; });
 }
 
+namespace {
+// The groups of one list by handle. A group enters a list only at its
+// head and leaves it only with the whole list, so a look-up first takes in
+// the groups in front of the head it saw last; a head that is not met on
+// the way means a new list, which is taken in whole.
+struct GroupIndex {
+    ktSym* table = nullptr;
+    const vogroup* head = nullptr;  // the list's head when last taken in
+};
+GroupIndex hierIndex_, primsIndex_;
+const vodata* indexedRoot_ = nullptr;
+
+void forget(GroupIndex& index) {
+    if (index.table) ktSymDestroy(index.table, ktSymDummy);
+    index = GroupIndex{};
+}
+
+void forgetGroups() {
+    forget(hierIndex_);
+    forget(primsIndex_);
+    indexedRoot_ = nullptr;
+}
+
+vogroup* lookUp(GroupIndex& index, vogroup* head, const iwgroup* handle) {
+    if (head != index.head) {
+        std::vector<vogroup*> fresh;
+        const vogroup* g = head;
+        for (; g && g != index.head; g = g->next) fresh.push_back(const_cast<vogroup*>(g));
+        if (!g && index.head) forget(index);
+        if (!index.table) {
+            index.table = ktSymCreate(64, ktSymPtrHash, ktSymPtrCmp, ktSymReturn, ktSymDummy);
+            ktSymDynamic(index.table, 2.0, 2.0);
+        }
+        // From the back, so that of two groups of one handle the one nearer
+        // the head stands in the table.
+        for (auto it = fresh.rbegin(); it != fresh.rend(); ++it)
+            ktSymStore(index.table, (*it)->grp, *it);
+        index.head = head;
+    }
+    return index.table ? static_cast<vogroup*>(ktSymFetch(index.table, handle)) : nullptr;
+}
+}  // namespace
+
 vogroup* vofindgr(const iwgroup* handle) {
-    for (vogroup* g = vo->hier; g; g = g->next)
-        if (g->grp == handle) return g;
-    for (vogroup* g = vo->prims; g; g = g->next)
-        if (g->grp == handle) return g;
-    return nullptr;
+    if (indexedRoot_ != vo) {
+        forgetGroups();
+        indexedRoot_ = vo;
+    }
+    if (vogroup* g = lookUp(hierIndex_, vo->hier, handle)) return g;
+    return lookUp(primsIndex_, vo->prims, handle);
 }
