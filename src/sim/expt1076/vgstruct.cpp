@@ -13,6 +13,7 @@
 #include "ktmem.h"
 #include "ktstr.h"
 #include "vomain.h"
+#include "voportinfo.h"
 #include "votok.h"
 #include "votr.h"
 
@@ -123,6 +124,7 @@ void vodatafree(vodata* root) {
     if (vo == root) vo = nullptr;
     drop(root);
     votrfree();
+    voPortFreeAll();
 }
 
 vocmdl* vocmdlbloc() {
