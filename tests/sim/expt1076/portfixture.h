@@ -33,12 +33,13 @@ protected:
         TranslatorTest::SetUp();
         vo->ini = voinibloc();
         votrsetup();
-        ktErrFileV = reports_ = open_memstream(&text_, &len_);
         dir.write("scrivet.ini", "DIR [p] ./cells (cells)\n");
         dir.mkdir("cells/sym");
         here.emplace(dir.path());
         resetSearch();
         ASSERT_EQ(iwinit(), 1);
+        // Starting the database starts the error service, which points it at stderr.
+        ktErrFileV = reports_ = open_memstream(&text_, &len_);
     }
     void TearDown() override {
         if (Iexpand) iwexpbus();
@@ -47,7 +48,7 @@ protected:
         here.reset();
         resetSearch();
         ktErrFileV = stderr;
-        std::fclose(reports_);
+        if (reports_) std::fclose(reports_);
         std::free(text_);
         TranslatorTest::TearDown();
     }
