@@ -8,8 +8,8 @@
 namespace {
 // Letters and digits are ASCII ones, whatever the locale.
 bool continuesName(unsigned char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-           c == '_' || c == '@';
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '@';
 }
 }  // namespace
 

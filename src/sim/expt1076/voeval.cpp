@@ -20,9 +20,9 @@ struct Quoting {
 };
 // Types whose literals stand in quotes; any other type takes its value bare.
 constexpr Quoting kQuoting[] = {
-    {"string", '"'},    {"bit_vector", '"'}, {"ktbit_1d", '"'},  {"ktbit_2d", '"'},
-    {"std_logic_vector", '"'}, {"char", '\''}, {"bit", '\''}, {"ktbit", '\''},
-    {"std_logic", '\''},
+    {"string", '"'},   {"bit_vector", '"'},       {"ktbit_1d", '"'},
+    {"ktbit_2d", '"'}, {"std_logic_vector", '"'}, {"char", '\''},
+    {"bit", '\''},     {"ktbit", '\''},           {"std_logic", '\''},
 };
 
 char quoteFor(const char* type) {

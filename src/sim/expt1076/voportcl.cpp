@@ -45,7 +45,9 @@ void emit(int mode, int number, ...) {
 struct NameSet {
     ktSym* table = ktSymCreate(64, ktSymStHash, ktStrEqu, ktSymStCpy, ktSymStFree);
     NameSet() { ktSymDynamic(table, 2.0, 2.0); }
-    ~NameSet() { ktSymDestroy(table, [](void*) {}); }
+    ~NameSet() {
+        ktSymDestroy(table, [](void*) {});
+    }
     NameSet(const NameSet&) = delete;
     NameSet& operator=(const NameSet&) = delete;
 

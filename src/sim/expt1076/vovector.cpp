@@ -68,9 +68,9 @@ void applyVector(iwsym* symbol, const char* value) {
     for (iwspin* p = symbol->pins; p; p = p->next) {
         voPort* r = voPinPort(p);
         if (!r || !r->name) continue;
-        const bool member = ktStrIcmp(r->name, s) != 0 &&
-                            (plainName(r->name) ? members.count(r->name) != 0
-                                                : ktBusExpandSubset(s, r->name) != 0);
+        const bool member =
+            ktStrIcmp(r->name, s) != 0 &&
+            (plainName(r->name) ? members.count(r->name) != 0 : ktBusExpandSubset(s, r->name) != 0);
         if (member) {
             replace(r->name, base);
             replace(r->range, range);

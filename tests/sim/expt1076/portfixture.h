@@ -24,8 +24,8 @@
 #include "tempdir.h"
 #include "vofixture.h"
 #include "voportinfo.h"
-#include "vovector.h"
 #include "votr.h"
+#include "vovector.h"
 
 class PortTest : public TranslatorTest {
 protected:
@@ -71,7 +71,8 @@ protected:
 
     // Writes and reads a symbol of the library: its attributes, and its pins,
     // each a label with the pin's attributes behind it, ";" between them.
-    iwsym* symbol(const std::vector<std::string>& pins, const std::vector<std::string>& attrs = {}) {
+    iwsym* symbol(const std::vector<std::string>& pins,
+                  const std::vector<std::string>& attrs = {}) {
         std::string text = "V 5\nY 1\n";
         for (const std::string& a : attrs) text += "U 0 0 8 0 1 0 " + a + "\n";
         for (const std::string& p : pins) {
@@ -107,7 +108,8 @@ protected:
             const voPort* r = voPinPort(p);
             out += out.empty() ? "" : "; ";
             if (!r) continue;
-            out += std::string(r->name) + " " + r->mode + " " + r->type + (r->range ? r->range : "");
+            out +=
+                std::string(r->name) + " " + r->mode + " " + r->type + (r->range ? r->range : "");
             if (r->value) out += std::string(" := ") + r->value;
             if (r->brf) out += std::string(" ") + r->brf;
         }

@@ -24,10 +24,11 @@ protected:
 };
 
 TEST_F(PortClause, OnePortForEachNameInTheOrderOfThePins) {
-    EXPECT_EQ(clause({"CLK;VHDL_COM_2=SECOND;VHDL_COM_1=THE CLOCK", "D0;PINTYPE=OUT;VHDL_COM_1=DATA",
-                      "D1;VHDL_COM_1=LOST", "Y;PINTYPE=BI;VHDL_BRF=WIRED_OR;FLOATVAL=0", "E"},
-                     {"VHDL_VECTOR=D[1:0]:BIT_VECTOR", "PINORDER=CLK D0 Y D1 E"}),
-              R"(port (-- THE CLOCK
+    EXPECT_EQ(
+        clause({"CLK;VHDL_COM_2=SECOND;VHDL_COM_1=THE CLOCK", "D0;PINTYPE=OUT;VHDL_COM_1=DATA",
+                "D1;VHDL_COM_1=LOST", "Y;PINTYPE=BI;VHDL_BRF=WIRED_OR;FLOATVAL=0", "E"},
+               {"VHDL_VECTOR=D[1:0]:BIT_VECTOR", "PINORDER=CLK D0 Y D1 E"}),
+        R"(port (-- THE CLOCK
       -- SECOND
       CLK : IN bit;
       -- DATA

@@ -80,8 +80,11 @@ TEST_F(PortInfo, ExpandedBusesGiveScalarPorts) {
 
 TEST_F(PortInfo, BoundsOfARangeText) {
     int l = -1, r = -1;
-    for (auto [text, left, right] : {std::tuple{"(7 downto 0)", 7, 0}, {"(3)", 3, 3},
-                                     {"D(3 to 3)", 3, 3}, {"D", 0, 0}, {"(x)", 0, 0}}) {
+    for (auto [text, left, right] : {std::tuple{"(7 downto 0)", 7, 0},
+                                     {"(3)", 3, 3},
+                                     {"D(3 to 3)", 3, 3},
+                                     {"D", 0, 0},
+                                     {"(x)", 0, 0}}) {
         voGetLeftRightBound(text, &l, &r);
         EXPECT_EQ(l * 100 + r, left * 100 + right) << text;
     }

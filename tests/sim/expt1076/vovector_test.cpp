@@ -9,9 +9,10 @@ namespace {
 using VectorPorts = PortTest;
 
 TEST_F(VectorPorts, MembersTakeTheVectorsNameRangeAndType) {
-    EXPECT_EQ(examined({"D0;PINTYPE=OUT", "D1", "D2", "D3", "E1"}, {"VHDL_VECTOR=D[3:0]:BIT_VECTOR"}),
-              "D OUT BIT_VECTOR(3 downto 0); D IN BIT_VECTOR(3 downto 0); "
-              "D IN BIT_VECTOR(3 downto 0); D IN BIT_VECTOR(3 downto 0); E1 IN bit");
+    EXPECT_EQ(
+        examined({"D0;PINTYPE=OUT", "D1", "D2", "D3", "E1"}, {"VHDL_VECTOR=D[3:0]:BIT_VECTOR"}),
+        "D OUT BIT_VECTOR(3 downto 0); D IN BIT_VECTOR(3 downto 0); "
+        "D IN BIT_VECTOR(3 downto 0); D IN BIT_VECTOR(3 downto 0); E1 IN bit");
     // The range is the vector's whole range, whatever pins there are.
     EXPECT_EQ(examined({"D0", "D1"}, {"VHDL_VECTOR=D[0:3]:T"}), "D IN T(0 to 3); D IN T(0 to 3)");
 }
