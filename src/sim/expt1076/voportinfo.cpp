@@ -85,7 +85,8 @@ ktSym* newTable() {
 // The key of a name: its upper-case form, since names compare without
 // regard to case.
 const char* keyOf(const char* name, char* key) {
-    return ktStrUpc(ktStrncpyNullTerm(key, name ? name : "", VOTR_BUFSIZE));
+    if (name != key) ktStrncpyNullTerm(key, name ? name : "", VOTR_BUFSIZE);
+    return ktStrUpc(key);
 }
 
 void countName(const char* name, intptr_t by) {
