@@ -4,8 +4,6 @@
 // analyser is ghdl; without it the tests are skipped.
 #include <gtest/gtest.h>
 
-#include <gmock/gmock.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -52,11 +50,11 @@ TEST_F(Vhdl87, ModelFrameWrittenByTheProgram) {
 // and its types are VHDL's own or those of the package that the
 // two-dimensional port's symbol imports, which the test provides.
 TEST_F(Vhdl87, EveryModelOfTheExampleLibrary) {
-    namespace fs = std::filesystem;
-    fs::copy(ENTGEN_EXAMPLES_DIR, dir.path(), fs::copy_options::recursive);
+    std::filesystem::copy(ENTGEN_EXAMPLES_DIR, dir.path(),
+                          std::filesystem::copy_options::recursive);
     RunResult r = runEntgen(dir.path(), {"-o", "-l", "cells"});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_THAT(r.err, testing::Not(testing::HasSubstr(" 523: "))) << "an illegal name";
+    EXPECT_EQ(r.err.find(" 523: "), std::string::npos) << "an illegal name:\n" << r.err;
     dir.write("kttypes.vhd", R"(package KTTYPES is
     type KTBIT_2D is array (natural range <>, natural range <>) of bit;
     function WIRED_OR (drivers : bit_vector) return bit;
@@ -65,7 +63,7 @@ end KTTYPES;
     ASSERT_TRUE(analyses("kttypes.vhd"));
     std::string all;
     int models = 0;
-    for (const auto& e : fs::directory_iterator(dir.path("cells/behv"))) {
+    for (const auto& e : std::filesystem::directory_iterator(dir.path("cells/behv"))) {
         const std::string model = "cells/behv/" + e.path().filename().string();
         EXPECT_TRUE(analyses(model));
         all += dir.read(model);
@@ -78,7 +76,7 @@ end KTTYPES;
     for (const char* port :
          {"Q : OUT BIT_VECTOR(3 downto 0);", "S : IN bit_vector(1 downto 0);", "PAD : IN bit;",
           "REF : INOUT bit);", "M : OUT ktbit_2d(3 downto 0,1 downto 0);"})
-        EXPECT_THAT(all, testing::HasSubstr(port));
+        EXPECT_NE(all.find(port), std::string::npos) << port;
 }
 
 // A model as the model writer and the clause writers build it, one template
