@@ -107,7 +107,7 @@
 #define VOM_BADNAME 523 /* "[W] %s is no legal VHDL identifier; it is used as it stands." */
 #define VOM_RESERVED 532 /* "[W] The translation %s of %s is a reserved word of VHDL." */
 #define VOM_CASECLASH 533 /* "[W] The names %s and %s differ only in case; VHDL reads both as the one identifier %s." */
-#define VOM_NAMETOOLONG 547 /* "[E] A translated name would be longer than 2047 characters." */
+#define VOM_NAMETOOLONG 547 /* "[E] A translated name, or a value with the names it refers to translated, would be longer than 2047 characters." */
 #define VOM_PREFIXED 557 /* "[W] %s is no VHDL identifier; it becomes %s." */
 
 /* Symbol examination and ports */

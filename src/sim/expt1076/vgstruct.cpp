@@ -16,6 +16,7 @@
 #include "ktsym.h"
 #include "voexam.h"
 #include "vomain.h"
+#include "voportinfo.h"
 #include "votok.h"
 #include "votr.h"
 
@@ -131,6 +132,7 @@ void vodatafree(vodata* root) {
     if (vo == root) vo = nullptr;
     drop(root);
     votrfree();
+    voPortFreeAll();
 }
 
 vocmdl* vocmdlbloc() {

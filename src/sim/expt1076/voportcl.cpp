@@ -1,5 +1,111 @@
-// Port clause. Stand-in: writes nothing; the symbol's pins are not yet
-// turned into ports.
+// Port clause. The opening text sets a hanging indent, so every port
+// stands under the first and a port's comments stand above it inside the
+// clause; the first port's first comment continues the opening line. The
+// names already written are kept in a table, so a symbol with many pins
+// costs time in proportion to its pins.
 #include "voportcl.h"
 
-void voport_clause(vogroup*, int) {}
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+
+#include "entgen_msg.h"
+#include "iwobj.h"
+#include "ktmsg.h"
+#include "ktstr.h"
+#include "ktsym.h"
+#include "vgstruct.h"
+#include "vomain.h"
+#include "vomodel.h"
+#include "voportinfo.h"
+#include "votok.h"
+#include "votr.h"
+
+namespace {
+// A pin writes at most this many comments; a longer name is cut to
+// kMaxCommentName - 1 characters before its prefix is tested.
+constexpr int kMaxComments = 256;
+constexpr int kMaxCommentName = 256;
+
+// The layout voStringCompare sorts: the name first.
+struct Pair {
+    char* name;
+    char* value;
+};
+
+void emit(int mode, int number, ...) {
+    va_list args;
+    va_start(args, number);
+    votok(mode, ktMsgStaticVa(msgFp, number, args));
+    va_end(args);
+}
+
+// The port names written so far, upper case, since names compare without
+// regard to case.
+struct NameSet {
+    ktSym* table = ktSymCreate(64, ktSymStHash, ktStrEqu, ktSymStCpy, ktSymStFree);
+    NameSet() { ktSymDynamic(table, 2.0, 2.0); }
+    ~NameSet() {
+        ktSymDestroy(table, [](void*) {});
+    }
+    NameSet(const NameSet&) = delete;
+    NameSet& operator=(const NameSet&) = delete;
+
+    // Adds `name`; false when it was there already.
+    bool add(const char* name) {
+        char key[VOTR_BUFSIZE];
+        ktStrUpc(ktStrncpyNullTerm(key, name ? name : "", sizeof key));
+        if (ktSymFetch(table, key)) return false;
+        ktSymStore(table, key, table);
+        return true;
+    }
+};
+}  // namespace
+
+void voport_clause(vogroup* group, int) {
+    const iwsym* symbol = group && group->grp ? group->grp->symbols : nullptr;
+    NameSet written;
+    bool opened = false;
+    for (iwspin* p = symbol ? symbol->pins : nullptr; p; p = p->next) {
+        const voPort* r = voPinPort(p);
+        // Later pins of a vector port are passed over, and their comments
+        // with them. A pin without a record has no port: the clause opens
+        // at the first port, and an entity without any has none.
+        if (!r || !written.add(r->name)) continue;
+        if (opened)
+            votok(VOTOK_NLAFTER, ";");
+        else
+            emit(VOTOK_HANG, VOM_PORTS);
+        opened = true;
+        voport_decl(p);
+    }
+    if (opened) votok(VOTOK_NLAFTER | VOTOK_UNHANG, ");");
+}
+
+void voport_decl(iwspin* pin) {
+    const voPort* r = voPinPort(pin);
+    if (!r) return;
+    voPrintCOM(pin->attributes);
+    if (r->brf)
+        emit(0, VOM_PORTBRF, r->name, r->mode, r->brf, r->type, r->range);
+    else
+        emit(0, VOM_PORT, r->name, r->mode, r->type, r->range);
+    if (r->value) emit(0, VOM_DEFAULT, r->value);
+}
+
+void voPrintCOM(iwatt* attributes) {
+    Pair table[kMaxComments];
+    int n = 0;
+    for (const iwatt* a = attributes; a && n < kMaxComments; a = a->next) {
+        char name[kMaxCommentName];
+        ktStrncpyNullTerm(name, a->name ? a->name : "", sizeof name);
+        if (ktStrNicmp(name, "VHDL_COM_", 9) != 0) continue;
+        table[n++] = {ktStrCpy(name + 9), ktStrCpy(a->value ? a->value : "")};
+    }
+    std::qsort(table, static_cast<size_t>(n), sizeof(Pair), voStringCompare);
+    for (int i = 0; i < n; ++i) {
+        emit(VOTOK_NLAFTER, VOM_COMMENT, table[i].value);
+        ktStrFree(table[i].name);
+        ktStrFree(table[i].value);
+    }
+}

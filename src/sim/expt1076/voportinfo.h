@@ -1,9 +1,14 @@
-// Port information: what a symbol pin becomes as a port of the entity, and
-// the tables of pin types that give a port its mode.
+// Port information: what a symbol pin becomes as a port of the entity. For
+// each pin, voGetPortInfo works out the port's mode (from the pin type),
+// name and range (from the label), type, resolution function and default,
+// and hangs the record on the pin. Pin types that no table knows are
+// learned on the way: the first pin of such a type is an input, the type is
+// from then on an INOUT one for the rest of the run.
 #pragma once
 
 struct iwsym;
 struct iwspin;
+struct iwatt;
 struct vogroup;
 struct vopint;
 
@@ -17,24 +22,63 @@ enum {
     VOPORT_UNKNOWN = 32,
 };
 
-// The port of one symbol pin, hung on the pin under tag 5. All strings are
-// private copies.
+// A port, one for each pin. Every string is the record's own copy; the
+// records live to the end of the run (voPortFreeAll).
 struct voPort {
-    char* type;
-    char* range;  // with its parentheses; null for a scalar port
+    char* type;   // VHDL type
+    char* range;  // VHDL range with its parentheses; null for a scalar port
     char* name;   // the port's name in the model
-    char* value;  // the default expression, or null
+    char* value;  // the default expression as a literal; null for none
     char* mode;   // "IN", "OUT", "INOUT", "BUFFER" or "LINKAGE"
-    char* brf;    // the resolution function of VHDL_BRF, or null
+    char* brf;    // resolution function; null for none
 };
 
-// Makes the port record of `pin` and hangs it on the pin. `parent` is null.
+// Ports whose labels clash get a suffix from this counter; it is not reset
+// between the symbols of a library.
+extern int vogenid;
+
+// Makes the port record of `pin` and hangs it on the pin. `parent` is
+// always null: a symbol has no level above it.
 void voGetPortInfo(iwsym* symbol, iwspin* pin, vogroup* parent);
+
+// A zeroed record, kept for the whole run; not counted in vomemtotal.
+voPort* voPortBlock();
+// Hangs `port` (made by voPortBlock) on `pin`, in place of any earlier one.
+void voHangPort(iwspin* pin, voPort* port);
+// The record hung on `pin`, or null.
+voPort* voPinPort(const iwspin* pin);
+// Releases every record; the pins they hung on have none from then on.
+void voPortFreeAll();
+
+// The direction code of the pin's type; VOPORT_UNKNOWN without one or for
+// a type no table knows, which is then learned as an INOUT type.
+int voport_dir(iwspin* pin);
 // The VHDL mode of a direction code; "UnKnownPORT" for any other number.
 const char* voport_dir_string(int code);
-// The pin type `name` (any case): PIN_TYPE entries first, then the types
-// entered at run time; null when neither holds it.
+// The pin type of that name (any case): the PIN_TYPE section first, then
+// the types entered at run time; null when neither has it.
 vopint* vofind_pintype(const char* name);
-// Appends the pin type `name` with direction `dir` to the list, unless the
-// list holds that name already (any case). The entry holds its own copy.
+// Appends a pin type with its own copy of `name` to `list`, unless the
+// list holds the name already (any case).
 void voaddpintype(const char* name, int dir, vopint** list);
+
+// A new string with the port's name in `out`: the translated base name of
+// the label, or, when another pin has the same base name, a name made of
+// the whole label.
+void voGetPortName(iwsym* symbol, iwspin* pin, char** out);
+// A new string with the range of a pin name in `out`, such as
+// "(3 downto 0)", or null for a name without a subscript.
+void voGetPortRange(const char* name, char** out);
+// The value of the pin's VHDL_TYPE in `out` (VO_BUFSIZE bytes, cut there),
+// or an empty text.
+void voGetPortType(iwspin* pin, char* out);
+// A new string with the value of the pin's VHDL_BRF in `out`, or null.
+void voGetPortBRF(iwspin* pin, char** out);
+// The attribute that gives the pin's default: FLOATVAL, then VHDL_DEFAULT
+// of the pin, then the same two of the symbol; null when none does.
+iwatt* vodefaultatt(iwsym* symbol, iwspin* pin);
+// Reports (1001) when the pin names `a` and `b`, of the same base name,
+// overlap; `q` is the pin named `b`.
+void vorangecheck(const char* a, const char* b, iwspin* q, iwsym* symbol);
+// The bounds of a range text such as "(7 downto 0)"; both 0 without one.
+void voGetLeftRightBound(const char* text, int* left, int* right);

@@ -1,5 +1,92 @@
-// Vector ports. Stand-in: no VHDL_VECTOR attribute is read yet, so every
-// pin keeps the port its own name gives it.
+// Vector ports. A pin whose port name is a member of the vector's bus
+// (D2 of D[3:0]) takes the vector's name, range and type; a pin whose port
+// already has the vector's base name keeps its type and takes the range.
+// The port clause then writes one port for all of them, with the mode and
+// default of the first. Each record gets its own copies, so a second
+// vector over the same pins simply replaces them.
 #include "vovector.h"
 
-void voSetPinVector(vogroup*) {}
+#include <cstring>
+#include <string>
+#include <unordered_set>
+
+#include "iwobj.h"
+#include "ktbus.h"
+#include "ktstr.h"
+#include "vgstruct.h"
+#include "voportinfo.h"
+#include "votr.h"
+
+namespace {
+void replace(char*& field, const char* text) {
+    if (field) vofree(field, std::strlen(field) + 1);
+    field = vostcpy(text);
+}
+
+// Letters, digits and underscores only: such a name is a bus of one member,
+// itself.
+bool plainName(const char* name) {
+    for (const char* p = name; *p; ++p) {
+        const auto c = static_cast<unsigned char>(*p);
+        if (!((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+              c == '_'))
+            return false;
+    }
+    return *name != '\0';
+}
+
+// The members of a bus text, expanded once for all the pins; empty when the
+// text is no bus the expansion can read.
+std::unordered_set<std::string> membersOf(const char* bus) {
+    std::unordered_set<std::string> members;
+    // A member is no longer than its bus text, unless a padded number makes it so.
+    std::string name(std::strlen(bus) + 256, '\0');
+    const int size = static_cast<int>(name.size());
+    for (vecrec* it = ktBusExpand(nullptr, bus, name.data(), size); it;
+         it = ktBusExpand(it, bus, name.data(), size))
+        members.emplace(name.c_str());
+    if (ktBusExpandStatus() != KT_BUS_OK) members.clear();
+    return members;
+}
+
+void applyVector(iwsym* symbol, const char* value) {
+    char s[VO_BUFSIZE];
+    ktStrncpyNullTerm(s, value ? value : "", sizeof s);
+    // The type stands behind the last colon, unless that colon is the one
+    // of the range: a value without a type of its own.
+    const char* vtype = nullptr;
+    if (char* colon = std::strrchr(s, ':'); colon && !std::strchr(colon, ']')) {
+        *colon = '\0';
+        vtype = colon + 1;
+    }
+    char base[VOTR_BUFSIZE];
+    voGetScrivetName(s, base);
+    char* range = nullptr;
+    voGetPortRange(s, &range);
+    const std::unordered_set<std::string> members = membersOf(s);
+
+    for (iwspin* p = symbol->pins; p; p = p->next) {
+        voPort* r = voPinPort(p);
+        if (!r || !r->name) continue;
+        const bool member =
+            ktStrIcmp(r->name, s) != 0 &&
+            (plainName(r->name) ? members.count(r->name) != 0 : ktBusExpandSubset(s, r->name) != 0);
+        if (member) {
+            replace(r->name, base);
+            replace(r->range, range);
+            if (vtype) replace(r->type, vtype);
+        } else if (ktStrIcmp(r->name, base) == 0) {
+            replace(r->range, range);
+        }
+    }
+    if (range) vofree(range, std::strlen(range) + 1);
+}
+}  // namespace
+
+void voSetPinVector(vogroup* g) {
+    iwsym* symbol = g && g->grp ? g->grp->symbols : nullptr;
+    if (!symbol) return;
+    for (const iwatt* a = ifattatt("VHDL_VECTOR", symbol->attributes); a;
+         a = ifattatt("VHDL_VECTOR", a->next))
+        applyVector(symbol, a->value);
+}

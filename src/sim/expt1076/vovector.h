@@ -1,9 +1,9 @@
-// Vector ports: the symbol attribute VHDL_VECTOR gathers single pins such
-// as D0, D1, D2 into one port of the entity.
+// Vector ports: single pins of a bus (D0, D1, ...) gathered into one port
+// by the symbol attribute VHDL_VECTOR, whose value reads name[range]:type.
 #pragma once
 
 struct vogroup;
 
-// Rewrites the port records of the pins that a VHDL_VECTOR of the group's
-// first symbol covers: their name, range and type.
+// Gives every pin that a VHDL_VECTOR of the group's symbol covers the
+// vector's name, range and type; runs once every pin has its port.
 void voSetPinVector(vogroup* g);
