@@ -70,23 +70,28 @@ TEST_F(SessionStart, WithoutALibraryListNothingOpens) {
 }
 
 TEST_F(SessionStart, TheLibraryListNeedsAPrimaryLibraryAndValidLines) {
-    dir.write("scrivet.ini", "DIR [w] ./cells (cells)\n");
+    // The library manager takes the mark l; the database's own rules don't.
+    dir.write("scrivet.ini", "DIR [w] ./cells (cells)\nDIR [pl] ./cells (main)\n");
     EXPECT_EQ(failedStart(),
               "larkmoor: Error 418:  The library list scrivet.ini opens no primary library: one "
-              "DIR line needs the access p or 0, and a directory that exists.\n"
+              "DIR line needs the access [p] or 0.\n"
+              "larkmoor: Error 419:  scrivet.ini, line 2: DIR [] ./cells (main): the library was "
+              "not opened (status 32).\n"
               "larkmoor: Error 421:  The design database could not be opened.\n");
     // The project stays open after a failed start, and with it its view:
     // end the project database for the next start to read the list again.
     rdbExit();
     resetSearch();
+    // A read-only library that isn't there leaves no line to report; a
+    // line listing a library again is told when the start fails.
     dir.write("scrivet.ini",
-              "; the libraries\nDIR [p] ./cells (cells)\nDIR [q] ./cells (odd)\n"
+              "; the libraries\nDIR [p] ./cells (cells)\nDIR [rm] ./cells (odd)\n"
               "DIR [r] ./gone (gone)\ndir [r] ./cells\n");
     EXPECT_EQ(failedStart(),
-              "larkmoor: Error 419:  scrivet.ini, line 3: library DIR q ./cells (odd) could not be "
-              "opened (status 32).\n"
-              "larkmoor: Error 419:  scrivet.ini, line 4: library DIR r ./gone (gone) could not be "
-              "opened (status 13).\n"
+              "larkmoor: Error 419:  scrivet.ini, line 3: DIR [] ./cells (odd): the library was "
+              "not opened (status 32).\n"
+              "larkmoor: Error 419:  scrivet.ini, line 5: DIR [r] ./cells (): the library was not "
+              "opened (status 53).\n"
               "larkmoor: Error 421:  The design database could not be opened.\n");
 }
 
