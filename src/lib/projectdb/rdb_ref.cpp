@@ -267,6 +267,10 @@ rdbObject* walk(const rdbiObjref& ref, size_t i, rdbObject* cursor, uint32_t mod
         int st = rdbStatNOTEXIST;
         if (e.name.empty()) {
             if (!(e.cls->flags & rdbFlagIGNORE_DEFAULT)) next = rdbObjGetCurObj(cursor, e.cls);
+            // No current database: the one whose schema the reference has.
+            if (!next && e.cls == rdbClassDATABASE)
+                for (rdbDatabase* db = ref.master->databases; db && !next; db = db->next)
+                    if (db->schema == ref.schema) next = db->object;
             if (!next && e.cls == rdbClassLIBRARY && cursor->cls == rdbClassPROJECT)
                 return alongSearchPaths(ref, i, cursor, mode, status);
             if (!next && e.cls == rdbClassPROJECT) st = rdbStatCURPROJECT;

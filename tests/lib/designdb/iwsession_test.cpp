@@ -10,6 +10,7 @@
 #include "iwfixture.h"
 #include "iwmem.h"
 #include "iwobj.h"
+#include "iwrdsym.h"
 #include "rdb_api.h"
 
 namespace {
@@ -125,6 +126,41 @@ TEST_F(SessionStart, OneLibraryRecordForEachPathNewestFirst) {
                   "larkmoor: Warning 498:  The library path /lib'x holds a single quote "
                   "or a line feed.\n" +
                   skipped);
+}
+
+// The names of a symbol's pins, in order, or "none" for no symbol.
+std::string pinNames(const char* name) {
+    std::string copy = name;
+    iwsym* s = iwrdsym(copy.data());
+    if (!s) return "none";
+    std::string out;
+    for (const iwspin* p = s->pins; p; p = p->next) out += p->name;
+    return out;
+}
+
+TEST_F(SessionStart, RDBDIRCACHEOfOneListsEachLibraryOnce) {
+    const std::string pins =
+        "V 5\nP 1\nL 1 0 0 8 0 1 0 0 A\nP 1\nL 1 0 0 8 0 1 0 0 B\n"
+        "P 1\nL 1 0 0 8 0 1 0 0 C\n";
+    for (const char* value : {"1", "2"}) {
+        SCOPED_TRACE(value);
+        EnvGuard cache{"RDBDIRCACHE", value};
+        dir.write("cells/sym/p.1", pins);
+        dir.write("cells/sym/p.pin", "C A\nB\n");
+        dir.write("cells/sym/q.1", pins);
+        open();
+        EXPECT_EQ(pinNames("p.1"), "CAB");
+        // What is made after the first question is not in the listing.
+        dir.write("cells/sym/q.pin", "B C A\n");
+        dir.write("cells/sym/r.1", pins);
+        const bool cached = *value == '1';
+        EXPECT_EQ(pinNames("q.1"), cached ? "ABC" : "BCA");
+        EXPECT_EQ(pinNames("r.1"), cached ? "none" : "ABC");
+        iwfinish();
+        resetSearch();
+        std::filesystem::remove(dir.path("cells/sym/q.pin"));
+        std::filesystem::remove(dir.path("cells/sym/r.1"));
+    }
 }
 
 using Messages = DatabaseTest;
