@@ -232,13 +232,15 @@ rdbObject* resolveLast(rdbObject* parent, const rdbiRefElem& e, int* status) {
 
 rdbObject* walk(const rdbiObjref& ref, size_t i, rdbObject* cursor, uint32_t mode, int* status);
 
-// An empty library element: the first library of the view that holds the
-// object; with a create mode, the first writable library.
-rdbObject* alongSearchPaths(const rdbiObjref& ref, size_t i, rdbObject* project, uint32_t mode,
-                            int* status) {
+// The first library of the view whose name matches `pattern` that holds
+// the object; with a create mode, the first writable one. An empty library
+// element tries them all, and a name all the lines of that name, as the
+// directories of one library.
+rdbObject* alongSearchPaths(const rdbiObjref& ref, size_t i, rdbObject* project,
+                            const char* pattern, uint32_t mode, int* status) {
     int st;
-    for (rdbSearchPath* sp = rdbFindNextSPath(project, nullptr, 0, "*", &st); sp;
-         sp = rdbFindNextSPath(project, sp, 0, "*", &st)) {
+    for (rdbSearchPath* sp = rdbFindNextSPath(project, nullptr, 0, pattern, &st); sp;
+         sp = rdbFindNextSPath(project, sp, 0, pattern, &st)) {
         rdbObject* o = walk(ref, i + 1, sp->object, mode, status);
         if (!o) {
             if (*status == rdbStatNOTEXIST || *status == rdbStatFAILURE) continue;
@@ -248,8 +250,8 @@ rdbObject* alongSearchPaths(const rdbiObjref& ref, size_t i, rdbObject* project,
         rdbiFreeObj(o);
     }
     if (mode & rdbModeCREATE)
-        for (rdbSearchPath* sp = rdbFindNextSPath(project, nullptr, 0, "*", &st); sp;
-             sp = rdbFindNextSPath(project, sp, 0, "*", &st))
+        for (rdbSearchPath* sp = rdbFindNextSPath(project, nullptr, 0, pattern, &st); sp;
+             sp = rdbFindNextSPath(project, sp, 0, pattern, &st))
             if (rdbObjWritable(sp->object)) return walk(ref, i + 1, sp->object, mode, status);
     return set(status, rdbStatNOTEXIST), nullptr;
 }
@@ -272,12 +274,10 @@ rdbObject* walk(const rdbiObjref& ref, size_t i, rdbObject* cursor, uint32_t mod
                 for (rdbDatabase* db = ref.master->databases; db && !next; db = db->next)
                     if (db->schema == ref.schema) next = db->object;
             if (!next && e.cls == rdbClassLIBRARY && cursor->cls == rdbClassPROJECT)
-                return alongSearchPaths(ref, i, cursor, mode, status);
+                return alongSearchPaths(ref, i, cursor, "*", mode, status);
             if (!next && e.cls == rdbClassPROJECT) st = rdbStatCURPROJECT;
         } else if (e.cls == rdbClassLIBRARY && cursor->cls == rdbClassPROJECT) {
-            rdbSearchPath* sp = rdbFindNextSPath(cursor, nullptr, 0, e.name.c_str(), &st);
-            next = sp ? sp->object : nullptr;
-            st = rdbStatNOTEXIST;
+            return alongSearchPaths(ref, i, cursor, e.name.c_str(), mode, status);
         } else {
             next = rdbiFindObj(0, cursor, e.cls, e.name.c_str(), nullptr, e.modifier.c_str(),
                                e.version, &st);

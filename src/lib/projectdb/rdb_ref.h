@@ -36,9 +36,10 @@ int rdbiParseObjref(const char* text, rdbiObjref* ref);
 int rdbiParseFsRef(const char* text, rdbiObjref* ref);
 // Finds the object a reference names: an open one (status 0, in state 0),
 // or a new one in state 3 carrying rdbFlagRDEXISTS when its file exists.
-// An empty library element tries the libraries of the current view in
-// order and takes the first that holds the object; a create `mode` takes
-// the first writable one. Null with a status when nothing can be named.
+// The library element tries the libraries of the current view of its name
+// (all of them when it is empty) in order, and takes the first that holds
+// the object; a create `mode` takes the first writable one. Null with a
+// status when nothing can be named.
 rdbObject* rdbiResolveRef(rdbObject* base, const char* text, uint32_t mode, int* status);
 
 // The file name of an object of `cls`: the name (the class's default, or

@@ -54,11 +54,13 @@ protected:
 
 TEST_F(Objects, FoundAlongTheLibrariesInTheOrderOfTheView) {
     // The view keeps the file's order whatever the ranks say.
-    view("DIR 6 ./b (b)\nDIR 0 ./a (a)\n");
+    cwd.write("c/sym/y.1", "y of c\n");
+    view("DIR 6 ./b (b)\nDIR 0 ./a (a)\nDIR 7 ./c (a)\n");
     EXPECT_EQ(symbol("", "x"), "x of b\n");
     EXPECT_EQ(symbol(nullptr, "y"), "y of b\n");
     EXPECT_EQ(symbol("A", "x"), "x of a\n");
-    EXPECT_EQ(symbol("a", "y"), "status 13");
+    // The lines of one name are the directories of one library.
+    EXPECT_EQ(symbol("a", "y"), "y of c\n");
     EXPECT_EQ(symbol("", "z"), "status 13");
     EXPECT_EQ(symbol("c", "x"), "status 13");
 }
