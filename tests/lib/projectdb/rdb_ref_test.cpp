@@ -133,6 +133,49 @@ TEST_F(Objects, AnOpenObjectComesBackAndReopens) {
     ktMemFree(ref);
 }
 
+TEST_F(Objects, MadeInTheFirstWritableLibrary) {
+    view("DIR [r] ./b (b)\nDIR [p] ./a (a)\n");
+    char* ref = rdbMakeTmObjref2("", "sym", "new", "1");
+    const uint32_t create = rdbModeRW | rdbModeCREATE;
+    int st;
+    rdbObject* o = rdbOpenObject(ref, create, &st);
+    ASSERT_NE(o, nullptr) << st;
+    FILE* f = rdbObjGetFilePtr(o, 0, &st);
+    ASSERT_NE(f, nullptr);
+    std::fputs("new of a\n", f);
+    std::fclose(f);
+    EXPECT_EQ(rdbCloseObj(o, 0), 0);
+    EXPECT_EQ(cwd.read("a/sym/new.1"), "new of a\n");
+    EXPECT_FALSE(cwd.exists("b/sym/new.1"));
+    // A file that must be new, and isn't.
+    EXPECT_EQ(rdbOpenObject(ref, create | rdbModeEXCL, &st), nullptr);
+    EXPECT_EQ(st, rdbStatEXISTS);
+    ktMemFree(ref);
+}
+
+TEST_F(Objects, AProjectOpensOnce) {
+    view("DIR [p] ./a (a)\n");
+    int st;
+    EXPECT_EQ(rdbOpenProject("./", nullptr, "", 3, &st), project);
+    EXPECT_EQ(st, rdbStatOPEN);
+    EXPECT_EQ(rdbObjGetCurObj(rdbTmDatabaseID, rdbClassPROJECT), project);
+    EXPECT_EQ(rdbOpenProject("", nullptr, "", 3, &st), nullptr);
+    EXPECT_EQ(st, rdbStatBADREF);
+    // A directory that isn't there opens only when asked to come back.
+    EXPECT_EQ(rdbOpenPhysObj(rdbTmDatabaseID, "rdbClassPROJECT", "gone", "g", nullptr, 0, 1, &st),
+              nullptr);
+    EXPECT_EQ(st, rdbStatNOTEXIST);
+    rdbObject* gone = rdbOpenProject("gone", nullptr, "", 1, &st);
+    ASSERT_NE(gone, nullptr);
+    EXPECT_EQ(st, rdbStatNOTEXIST);
+    EXPECT_STREQ(gone->name, "gone");
+    EXPECT_EQ(rdbObjGetCurObj(rdbTmDatabaseID, rdbClassPROJECT), gone);
+    EXPECT_EQ(rdbOpenPhysObj(rdbTmDatabaseID, "rdbClassNOSUCH", "a", "a", nullptr, 0, 1, &st),
+              nullptr);
+    EXPECT_EQ(st, rdbStatBADCLASS);
+    EXPECT_EQ(rdbCloseObj(gone, 0), 0);
+}
+
 TEST_F(Objects, CachedListingsAreNotRefreshed) {
     view("DIR [p] ./a (a)\nDIR [r] ./b (b)\n");
     // Bit 1 caches the read-only libraries only.
