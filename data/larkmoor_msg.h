@@ -23,8 +23,8 @@
 /* Session */
 #define IWM_NOFILE 415 /* "[E] Cannot find the %s file %s in the current directory or in a directory of KDIR." */
 #define IWM_NOPROJDB 417 /* "[E] The project database could not be started (status %d)." */
-#define IWM_NOPRIMARY 418 /* "[E] The library list %s opens no primary library: one DIR line needs the access p or 0, and a directory that exists." */
-#define IWM_LIBLINE 419 /* "[E] %6$s, line %5$d: library DIR %3$s %1$s (%2$s) could not be opened (status %4$d)." */
+#define IWM_NOPRIMARY 418 /* "[E] The library list %s opens no primary library: one DIR line needs the access [p] or 0." */
+#define IWM_LIBLINE 419 /* "[E] %6$s, line %5$d: DIR [%3$s] %1$s (%2$s): the library was not opened (status %4$d)." */
 #define IWM_NOPROJECT 420 /* "[E] The project of the current directory could not be opened (status %d)." */
 #define IWM_NOSESSION 421 /* "[E] The design database could not be opened." */
 #define IWM_NOATTTABLE 422 /* "[E] There is no room for the table of object attributes." */

@@ -51,7 +51,7 @@ constexpr const char* kView = "Scrivet";
 void reportLibraryErrors(const char* ini) {
     char path[KS_PATHMAX], alias[33], flags[4];
     int status = 0, line = 0;
-    for (rdbSPath* s = nullptr;
+    for (rdbSearchPath* s = nullptr;
          (s = rdbNextLibError(IprojectIod, kView, s, path, alias, flags, &status, &line));)
         iwmsghndlr(IW_ERROR, IWM_LIBLINE, path, alias, flags, status, line, ini);
 }
@@ -68,8 +68,8 @@ bool openProject() {
 
     char path[KS_PATHMAX];
     std::strcpy(path, kIniName);
-    FILE* f = std::fopen(path, "r");
-    if (!f && ksSrchkdirs(kIniName, KS_FILE, path) == KS_OK) f = std::fopen(path, "r");
+    FILE* f = ksFopen(path, "r");
+    if (!f && ksSrchkdirs(kIniName, KS_FILE, path) == KS_OK) f = ksFopen(path, "r");
     if (!f) {
         iwmsghndlr(IW_ERROR, IWM_NOFILE, "initialization", kIniName);
         return false;

@@ -7,3 +7,9 @@ int rdbInitItc(rdbMaster* master) {
     if (tool <= 1 || !(master->flags & rdbMasterFlagITC)) return rdbStatOK;
     return rdbStatFAILURE;
 }
+
+int rdbSendObjOpened(rdbObject* object) {
+    rdbMaster* m = object && object->cls ? object->cls->master : nullptr;
+    if (!m || !m->session) return rdbStatOK;
+    return rdbStatFAILURE;
+}

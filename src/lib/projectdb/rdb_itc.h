@@ -11,3 +11,6 @@
 // master's flag 2; otherwise 0. The session layer is not here yet: a tool
 // that would start one gets status 12, as when the session can't be made.
 int rdbInitItc(rdbMaster* master);
+// Tells the tool session that an object's file was opened; 0 without a
+// session, which is every run of the translator.
+int rdbSendObjOpened(rdbObject* object);

@@ -1,7 +1,6 @@
 // The start and end of the project database, the names it needs, and the
 // status words of all its calls.
 #include "rdb_master.h"
-#include "rdb_api.h"
 
 #include <cstdarg>
 #include <cstdlib>
@@ -305,7 +304,8 @@ int makeRootObjects(rdbMaster* m) {
             rdbiNewObj(root, rdbClassDATABASE, db->name, nullptr, 0, nullptr, -1, &status);
         if (!o) return rdbStatOPENERR;
         o->database = db;
-        if (rdbiOpenObj(o, 3, &status) != rdbStatOK) {
+        o = rdbiOpenObj(o, 3, &status);
+        if (status != rdbStatOK) {
             rdbiFreeObj(o);
             return rdbStatOPENERR;
         }

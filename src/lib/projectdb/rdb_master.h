@@ -357,7 +357,8 @@ struct rdbFileRec {
     int32_t type;
     FILE* stream;
     int fd;
-    long position;  // of a member in a mega file; -1 for none
+    long position;           // of a member in a mega file; -1 for none
+    struct ktSym* dirCache;  // a library's listings by subdirectory, or null
 };
 
 struct rdbObject {

@@ -1,12 +1,23 @@
-// Objects: made from their class, linked under their parent, freed with
-// their children.
+// Objects: made from their class, opened by their physical type, linked
+// under their parent, closed with their children and freed.
 #include "rdb_obj.h"
 
-#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "kspath.h"
 #include "ktmem.h"
 #include "ktstr.h"
+#include "rdb_api.h"
+#include "rdb_dircache.h"
+#include "rdb_itc.h"
+#include "rdb_lock.h"
 #include "rdb_model.h"
+#include "rdb_ref.h"
 
 namespace {
 
@@ -35,6 +46,13 @@ rdbView* copyViews(const rdbView* views) {
     return head;
 }
 
+bool linked(const rdbObject* object) {
+    if (!object->parent) return false;
+    for (const rdbObject* c = object->parent->firstChild; c; c = c->sibling)
+        if (c == object) return true;
+    return false;
+}
+
 void unlinkFromParent(rdbObject* object) {
     rdbObject* parent = object->parent;
     if (!parent) return;
@@ -47,22 +65,233 @@ void unlinkFromParent(rdbObject* object) {
     object->sibling = nullptr;
 }
 
-void freeTree(rdbObject* object) {
+// Whether `a` stands before `b` in a list sorted by the database's mode.
+bool before(const rdbObject* a, const rdbObject* b, uint32_t sortMode) {
+    int order = 0;
+    switch (sortMode & 15) {
+        case rdbSortModeNAME:
+            order = rdbStricmp(a->name, b->name);
+            break;
+        case rdbSortModeMOD:
+            order = rdbStricmp(a->modifier, b->modifier);
+            break;
+        case rdbSortModeVER:
+            order = a->version < b->version ? -1 : a->version > b->version;
+            break;
+        case rdbSortModeDATE: {
+            uint32_t ta = a->path ? ksFtime(a->path) : 0, tb = b->path ? ksFtime(b->path) : 0;
+            order = ta < tb ? -1 : ta > tb;
+            break;
+        }
+        default:
+            return false;
+    }
+    return (sortMode & 16) ? order > 0 : order < 0;
+}
+
+// Puts the object among its parent's children at the place of the sort
+// mode: behind its equals, so that an unsorted list keeps the order of
+// opening.
+void rdbiFindInsertPoint(rdbObject* object) {
+    if (!object->parent || linked(object)) return;
+    uint32_t sortMode = object->database ? object->database->sortMode : rdbSortModeNONE;
+    rdbObject** link = &object->parent->firstChild;
+    while (*link && !before(object, *link, sortMode)) link = &(*link)->sibling;
+    object->sibling = *link;
+    *link = object;
+}
+
+void closeHandle(rdbObject* object, uint32_t mode) {
+    rdbFileRec* f = object->file;
+    if (!f) return;
+    if (f->stream && !(mode & rdbModeKEEPSTREAM)) std::fclose(f->stream);
+    f->stream = nullptr;
+    if (f->fd >= 0) ::close(f->fd);
+    f->fd = -1;
+}
+
+void freeRecord(rdbObject* object) {
     while (rdbObject* child = object->firstChild) {
         object->firstChild = child->sibling;
-        freeTree(child);
+        child->parent = nullptr;
+        freeRecord(child);
     }
+    closeHandle(object, 0);
     rdbiFreeProperties(object->properties);
     rdbiFreeViews(object->views);
     freeText(object->name);
     freeText(object->modifier);
     freeText(object->path);
     if (object->file) {
-        if (object->file->stream) std::fclose(object->file->stream);
+        rdbiFreeDirCache(object->file);
         ktMemFree(object->file);
     }
     object->kind = 0;  // a stale pointer to it is no object any more
     ktMemFree(object);
+}
+
+bool writeMode(uint32_t mode) {
+    return mode & rdbModeWRITE;
+}
+
+// The fopen mode of an open mode.
+std::string streamMode(uint32_t mode) {
+    std::string m;
+    bool read = mode & rdbModeREAD, write = mode & rdbModeWRITE;
+    bool create = mode & rdbModeCREATE, append = mode & rdbModeAPPEND;
+    if (read && write)
+        m = !create ? "r+" : append ? "a+" : "w+";
+    else if (read)
+        m = "r";
+    else
+        m = append ? "a" : "w";
+    if (mode & rdbModeBINARY) m += "b";
+    return m;
+}
+
+int openRaw(rdbObject* o) {
+    uint32_t mode = o->mode;
+    int flags = (mode & rdbModeREAD) && writeMode(mode) ? O_RDWR
+                : writeMode(mode)                       ? O_WRONLY
+                                                        : O_RDONLY;
+    if (mode & rdbModeCREATE) flags |= O_CREAT;
+    if ((mode & rdbModeCREATE) && (mode & rdbModeEXCL)) flags |= O_EXCL;
+    if (mode & rdbModeAPPEND) flags |= O_APPEND;
+    mode_t perms =
+        ((mode & rdbModeUSERWRITE) ? S_IWUSR : 0) | ((mode & rdbModeUSERREAD) ? S_IRUSR : 0);
+    o->file->fd = ::open(o->path, flags, perms);
+    // Descriptor 0 is the standard input, never a file of ours.
+    if (o->file->fd < 1) {
+        if (o->file->fd == 0) ::close(0);
+        o->file->fd = -1;
+        return rdbStatOPENERR;
+    }
+    return rdbStatOK;
+}
+
+// Opens the file of a FILE or MEGA object in its mode.
+int rdbiOpenFile(rdbObject* o) {
+    if (!o->file || !o->path) return rdbStatFAILURE;
+    const uint32_t mode = o->mode;
+    if ((mode & rdbModeCREATE) && (o->cls->flags & rdbFlagCREATE_DIR)) {
+        ksPathBuf dir;
+        if (ksParse2(o->path, nullptr, dir, nullptr) == KS_OK && *dir &&
+            ksExists(dir, KS_DIR) != KS_OK && rdbiCreateDir(dir) != rdbStatOK)
+            return rdbStatCREATE;
+    }
+    // Neither read nor write: the object stands for the file unopened.
+    if (!(mode & rdbModeRW)) return rdbStatOK;
+    o->flags |= rdbFlagRDEXISTS;
+    const bool exists = ksExists(o->path, KS_FILE) == KS_OK;
+    if ((mode & rdbModeCREATE) && (mode & rdbModeEXCL) && exists) return rdbStatEXISTS;
+    bool locked = false;
+    if (writeMode(mode) || (mode & rdbModeKEEPLOCK)) {
+        if (mode & rdbModeLOCKTEST) {
+            if (rdbObjectLocked(o->path)) return rdbStatLOCKED;
+        } else {
+            if (int st = rdbiLockObj(o)) return st;
+            locked = true;
+        }
+    } else if ((mode & rdbModeLOCKTEST) && rdbObjectLocked(o->path)) {
+        return rdbStatLOCKED;
+    }
+    int st = rdbStatOK;
+    if (mode & rdbModeRAW) {
+        st = openRaw(o);
+    } else {
+        std::string how = streamMode(mode);
+        // A file only read comes through the reader of outside files, which
+        // takes no FIFO or device.
+        o->file->stream = writeMode(mode) || (mode & rdbModeAPPEND)
+                              ? std::fopen(o->path, how.c_str())
+                              : ksFopen(o->path, how.c_str());
+        if (!o->file->stream) st = rdbStatOPENERR;
+    }
+    if (st != rdbStatOK) {
+        if (locked) rdbiRemoveLockObj(o, 0, 0);
+        return exists ? rdbStatOPENERR : rdbStatNOTEXIST;
+    }
+    rdbSendObjOpened(o);
+    return rdbStatOK;
+}
+
+int openDir(rdbObject* o) {
+    if (!o->path) return rdbStatFAILURE;
+    if (ksExists(o->path, KS_DIR) == KS_OK)
+        return (o->mode & (rdbModeCREATE | rdbModeEXCL)) == (rdbModeCREATE | rdbModeEXCL)
+                   ? rdbStatEXISTS
+                   : rdbStatOK;
+    if ((o->mode & rdbModeCREATE) || ((o->cls->flags & rdbFlagCREATE_DIR) && writeMode(o->mode)))
+        return rdbiCreateDir(o->path);
+    return rdbStatNOTEXIST;
+}
+
+int openMega(rdbObject* o) {
+    if (writeMode(o->mode) || (o->mode & rdbModeRAW)) return rdbStatMODE;
+    o->mode |= rdbModeBINARY;
+    if (int st = rdbiOpenFile(o)) return st;
+    o->flags |= rdbFlagRDEXISTS;
+    if ((o->mode & rdbModeREAD) && o->file->stream &&
+        std::fseek(o->file->stream, o->file->position, SEEK_SET) != 0)
+        return rdbStatFAILURE;
+    return rdbStatOK;
+}
+
+int tryOpen(rdbObject* o) {
+    switch (o->physType) {
+        case rdbPhysTypeDIR:
+            return openDir(o);
+        case rdbPhysTypeFILE:
+            return rdbiOpenFile(o);
+        case rdbPhysTypeMEGA:
+            return openMega(o);
+        default:
+            return rdbStatOK;
+    }
+}
+
+// A number property of the object within lo..hi, or `fallback`.
+long property(rdbObject* o, const char* name, long lo, long hi, long fallback) {
+    rdbProperty* p = rdbiFindProperty(o->properties, name);
+    long value = 0;
+    if (!p || !p->value || ktStrCvtToLong(p->value, lo, hi, &value) != 1) return fallback;
+    return value;
+}
+
+// Opens the file or directory of the object; a file locked by somebody
+// else is tried again as often and as slowly as the object's properties
+// say.
+int rdbiOpenFileDir(rdbObject* o) {
+    if (writeMode(o->mode) && !rdbiSYSCALL && !(o->parent && writeMode(o->parent->mode)))
+        return rdbStatACCESS;
+    int st = tryOpen(o);
+    if (st != rdbStatLOCKED && st != rdbStatACCESS) return st;
+    long count = property(o, "RETRY_COUNT", 0, 99, 1);
+    long delay = property(o, "RETRY_DELAY", 0, 99, 1);
+    const bool verbose = rdbVerboseV & rdbVerbLOCK;
+    if (verbose) {
+        rdbPrint("\nFile Locked: %s", o->path ? o->path : "");
+        rdbPrint("\n  Retry %ld times with delay %ld", count, delay);
+    }
+    for (long left = count; left > 0; --left) {
+        if (verbose) rdbPrint("\nOpen Retry Countdown: %4ld", left);
+        ksSleepSec(static_cast<unsigned>(delay));
+        st = tryOpen(o);
+        if (st != rdbStatLOCKED && st != rdbStatACCESS) break;
+    }
+    return st;
+}
+
+void foldName(rdbObject* o) {
+    if (!o->name || !o->cls) return;
+    if (o->cls->flags & rdbFlagUPCASE) ktStrUpc(o->name);
+    if (o->cls->flags & rdbFlagDNCASE) ktStrLoc(o->name);
+}
+
+bool sameText(const char* a, const char* b, uint32_t flags) {
+    if (!a) a = "";
+    if (!b) b = "";
+    return (flags & rdbFlagNOCASE) ? ktStrIcmp(a, b) == 0 : std::strcmp(a, b) == 0;
 }
 
 }  // namespace
@@ -107,24 +336,204 @@ rdbObject* rdbiNewObj(rdbObject* parent, rdbClass* cls, const char* name, const 
     return o;
 }
 
-int rdbiOpenObj(rdbObject* object, uint32_t mode, int* status) {
+rdbObject* rdbiOpenObj(rdbObject* object, uint32_t mode, int* status) {
     *status = rdbStatOK;
-    if (!object->cls) return *status = rdbStatBADCLASS;
-    if (!object->parent) return *status = rdbStatPARENT;
-    if (object->physType != rdbPhysTypeNULL && object->physType != rdbPhysTypePSEUDO)
-        return *status = rdbStatFAILURE;
-    object->mode = mode;
-    // Children stand in the order they were opened.
-    rdbObject** link = &object->parent->firstChild;
-    while (*link) link = &(*link)->sibling;
-    *link = object;
+    if (!object->cls) {
+        *status = rdbStatBADCLASS;
+        return object;
+    }
+    if (!object->parent) {
+        *status = rdbStatPARENT;
+        return object;
+    }
+    if (!(mode & rdbModeFINAL)) {
+        foldName(object);
+        if (object->path && *object->path && object->path[0] != '/') {
+            ksPathBuf abs;
+            if (rdbiAbsRpath(object->path, abs) == rdbStatOK) {
+                ktStrFree(object->path);
+                object->path = ktStrCpy(abs);
+            }
+        }
+        int st;
+        if (rdbObject* twin =
+                rdbiFindObj(1, object->parent, object->cls, object->name ? object->name : "",
+                            object->path, object->modifier, object->version, &st);
+            twin && twin != object) {
+            rdbiFreeObj(object);
+            *status = rdbStatOPEN;
+            return twin;
+        }
+    }
+    if (object->file && object->file->position >= 0) object->physType = rdbPhysTypeMEGA;
+    object->mode = (mode & rdbModeZERO) ? 0 : mode;
+    if (!(mode & rdbModeNOTOUCH)) {
+        int st = rdbiOpenFileDir(object);
+        if (st != rdbStatOK) {
+            object->status = *status = st;
+            if (!(mode & rdbModeRETURN) && !(object->cls->flags & rdbFlagCREATE_ERR)) {
+                closeHandle(object, 0);
+                return object;
+            }
+            object->mode = 0;
+        }
+    }
+    rdbiFindInsertPoint(object);
     object->state = 0;
-    object->status = rdbStatOK;
+    object->status = *status;
+    // Meta data and class procedures have no part in this system: its
+    // master database gives no class either.
+    return object;
+}
+
+int rdbiCloseObj(rdbObject* object, uint32_t mode) {
+    if (!object) return rdbStatFAILURE;
+    if (object->cls && (object->cls->flags & rdbiFlagPROTECTED) && !rdbiSYSCALL)
+        return rdbStatSYSOBJ;
+    const bool keep = (mode & rdbModeFINAL) && !(mode & rdbModeFREE);
+    if (object->state == 1) {
+        if (keep) return rdbStatOK;
+        rdbiFreeObj(object);
+        return rdbStatOK;
+    }
+    if (!(mode & rdbModeFINAL)) {
+        while (object->firstChild) {
+            rdbObject* child = object->firstChild;
+            if (rdbiCloseObj(child, mode & (rdbModeFINAL | rdbModeFREE)) != rdbStatOK &&
+                object->firstChild == child)
+                rdbiFreeObj(child);  // a child that can't be closed goes with its parent
+        }
+    }
+    closeHandle(object, mode);
+    object->mode = 0;
+    int st = rdbiRemoveLockObj(object, mode, 1);
+    if (st != rdbStatOK && !(mode & rdbModeFREE)) return st;
+    object->state = 1;
+    if (object->parent && (object->parent->flags & rdbFlagMETADATA))
+        object->parent->flags |= rdbFlagDIRTY;
+    if (!keep) rdbiFreeObj(object);
     return rdbStatOK;
+}
+
+int rdbiReopenObj(rdbObject* object, uint32_t closeMode, uint32_t newMode) {
+    if (object->state == 0 && object->mode == newMode) return rdbStatOK;
+    if (object->mode == closeMode && object->mode == newMode) return rdbStatOK;
+    if (newMode != 0 && !(newMode & rdbModeREAD)) {
+        int st = rdbObjIsMyLock(object);
+        if (st != rdbStatOK && st != rdbStatNOTLOCKED) return st;
+    }
+    uint32_t m = closeMode == rdbModeZERO ? (newMode & 0xf000) : closeMode;
+    int st = rdbiCloseObj(object, m | rdbModeFINAL);
+    if (st == rdbStatOK) {
+        rdbiOpenObj(object, newMode | rdbModeFINAL, &st);
+        if (object->state != 0) object->mode &= ~rdbModeRW;
+    }
+    object->mode &= ~rdbModeFINAL;
+    return st == rdbStatOPEN ? rdbStatOK : st;
+}
+
+rdbObject* rdbiFindObj(int flags, rdbObject* parent, const rdbClass* cls, const char* name,
+                       const char* path, const char* modifier, int32_t version, int* status) {
+    *status = rdbStatOK;
+    const uint32_t rule = cls ? cls->flags : 0;
+    for (rdbObject* c = parent ? parent->firstChild : nullptr; c; c = c->sibling) {
+        if (c->state != 0 || (cls && c->cls != cls)) continue;
+        bool named = (flags & 1) ? rdbMatch(name, c->name ? c->name : "", rule)
+                                 : sameText(name, c->name, rule);
+        if (!named || !sameText(modifier, c->modifier, rule)) continue;
+        if (version != -1 && c->version != version) continue;
+        if (path && std::strcmp(path, c->path ? c->path : "") != 0) continue;
+        return c;
+    }
+    *status = rdbStatNOTEXIST;
+    return nullptr;
 }
 
 void rdbiFreeObj(rdbObject* object) {
     if (!object) return;
     unlinkFromParent(object);
-    freeTree(object);
+    freeRecord(object);
+}
+
+int rdbiValidOpenObj(const rdbObject* object) {
+    if (int st = rdbValidObjType(object, rdbKindOBJECT)) return st;
+    return object->state == 0 ? rdbStatOK : rdbStatNOTOPEN;
+}
+
+int rdbiCreateDir(const char* path) {
+    return ksCreate(path, KS_DIR) == KS_OK ? int{rdbStatOK} : int{rdbStatCREATE};
+}
+
+void rdbiCloseAllProjects() {
+    if (!rdbTmDatabaseID) return;
+    while (rdbObject* project = rdbTmDatabaseID->firstChild)
+        if (rdbiCloseObj(project, rdbModeFREE) != rdbStatOK &&
+            rdbTmDatabaseID->firstChild == project)
+            rdbiFreeObj(project);
+}
+
+// ---- The interface on objects --------------------------------------------------
+
+int rdbReopenObj(rdbObject* object, uint32_t mode) {
+    if (int st = rdbValidObjType(object, rdbKindOBJECT)) return st;
+    return rdbiReopenObj(object, rdbModeZERO, mode);
+}
+
+FILE* rdbObjGetFilePtr(rdbObject* object, int, int* status) {
+    *status = rdbValidObjType(object, rdbKindOBJECT);
+    if (*status != rdbStatOK) return nullptr;
+    if (!object->file || !object->file->stream) {
+        *status = rdbStatFAILURE;
+        return nullptr;
+    }
+    FILE* stream = object->file->stream;
+    object->file->stream = nullptr;
+    *status = rdbiReopenObj(object, rdbModeKEEPSTREAM, rdbModeKEEPSTREAM);
+    return stream;
+}
+
+int rdbCloseObj(rdbObject* object, uint32_t mode) {
+    if (!object) return rdbStatFAILURE;
+    if (int st = rdbValidObjType(object, rdbKindOBJECT)) return st;
+    return rdbiCloseObj(object, mode);
+}
+
+void rdbObjSetUserData(rdbObject* object, void* word) {
+    if (rdbValidObjType(object, rdbKindOBJECT) == rdbStatOK)
+        object->userData = reinterpret_cast<uintptr_t>(word);
+}
+
+void* rdbObjGetUserData(rdbObject* object) {
+    if (rdbValidObjType(object, rdbKindOBJECT) != rdbStatOK) return nullptr;
+    return reinterpret_cast<void*>(object->userData);
+}
+
+int rdbObjMegafile(const rdbObject* object) {
+    return rdbValidObjType(object, rdbKindOBJECT) == rdbStatOK &&
+           object->physType == rdbPhysTypeMEGA;
+}
+
+int rdbObjWritable(const rdbObject* object) {
+    return rdbValidObjType(object, rdbKindOBJECT) == rdbStatOK && writeMode(object->mode);
+}
+
+int rdbObjReadonly(const rdbObject* object) {
+    return rdbValidObjType(object, rdbKindOBJECT) == rdbStatOK && !writeMode(object->mode);
+}
+
+int rdbObjSetCurObj(rdbObject* parent, rdbObject* object) {
+    if (rdbValidObjType(parent, rdbKindOBJECT) || rdbValidObjType(object, rdbKindOBJECT) ||
+        object->parent != parent)
+        return rdbStatFAILURE;
+    for (rdbObject* c = parent->firstChild; c; c = c->sibling)
+        if (c->cls == object->cls) c->flags &= ~rdbFlagCUROBJ;
+    object->flags |= rdbFlagCUROBJ;
+    return rdbStatOK;
+}
+
+rdbObject* rdbObjGetCurObj(rdbObject* parent, const rdbClass* cls) {
+    if (rdbValidObjType(parent, rdbKindOBJECT)) return nullptr;
+    for (rdbObject* c = parent->firstChild; c; c = c->sibling)
+        if (c->cls == cls && (c->flags & rdbFlagCUROBJ)) return c;
+    return nullptr;
 }

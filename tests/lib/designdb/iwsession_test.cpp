@@ -10,6 +10,7 @@
 #include "iwfixture.h"
 #include "iwmem.h"
 #include "iwobj.h"
+#include "iwrdsym.h"
 #include "rdb_api.h"
 
 namespace {
@@ -70,23 +71,28 @@ TEST_F(SessionStart, WithoutALibraryListNothingOpens) {
 }
 
 TEST_F(SessionStart, TheLibraryListNeedsAPrimaryLibraryAndValidLines) {
-    dir.write("scrivet.ini", "DIR [w] ./cells (cells)\n");
+    // The library manager takes the mark l; the database's own rules don't.
+    dir.write("scrivet.ini", "DIR [w] ./cells (cells)\nDIR [pl] ./cells (main)\n");
     EXPECT_EQ(failedStart(),
               "larkmoor: Error 418:  The library list scrivet.ini opens no primary library: one "
-              "DIR line needs the access p or 0, and a directory that exists.\n"
+              "DIR line needs the access [p] or 0.\n"
+              "larkmoor: Error 419:  scrivet.ini, line 2: DIR [] ./cells (main): the library was "
+              "not opened (status 32).\n"
               "larkmoor: Error 421:  The design database could not be opened.\n");
     // The project stays open after a failed start, and with it its view:
     // end the project database for the next start to read the list again.
     rdbExit();
     resetSearch();
+    // A read-only library that isn't there leaves no line to report; a
+    // line listing a library again is told when the start fails.
     dir.write("scrivet.ini",
-              "; the libraries\nDIR [p] ./cells (cells)\nDIR [q] ./cells (odd)\n"
+              "; the libraries\nDIR [p] ./cells (cells)\nDIR [rm] ./cells (odd)\n"
               "DIR [r] ./gone (gone)\ndir [r] ./cells\n");
     EXPECT_EQ(failedStart(),
-              "larkmoor: Error 419:  scrivet.ini, line 3: library DIR q ./cells (odd) could not be "
-              "opened (status 32).\n"
-              "larkmoor: Error 419:  scrivet.ini, line 4: library DIR r ./gone (gone) could not be "
-              "opened (status 13).\n"
+              "larkmoor: Error 419:  scrivet.ini, line 3: DIR [] ./cells (odd): the library was "
+              "not opened (status 32).\n"
+              "larkmoor: Error 419:  scrivet.ini, line 5: DIR [r] ./cells (): the library was not "
+              "opened (status 53).\n"
               "larkmoor: Error 421:  The design database could not be opened.\n");
 }
 
@@ -120,6 +126,41 @@ TEST_F(SessionStart, OneLibraryRecordForEachPathNewestFirst) {
                   "larkmoor: Warning 498:  The library path /lib'x holds a single quote "
                   "or a line feed.\n" +
                   skipped);
+}
+
+// The names of a symbol's pins, in order, or "none" for no symbol.
+std::string pinNames(const char* name) {
+    std::string copy = name;
+    iwsym* s = iwrdsym(copy.data());
+    if (!s) return "none";
+    std::string out;
+    for (const iwspin* p = s->pins; p; p = p->next) out += p->name;
+    return out;
+}
+
+TEST_F(SessionStart, RDBDIRCACHEOfOneListsEachLibraryOnce) {
+    const std::string pins =
+        "V 5\nP 1\nL 1 0 0 8 0 1 0 0 A\nP 1\nL 1 0 0 8 0 1 0 0 B\n"
+        "P 1\nL 1 0 0 8 0 1 0 0 C\n";
+    for (const char* value : {"1", "2"}) {
+        SCOPED_TRACE(value);
+        EnvGuard cache{"RDBDIRCACHE", value};
+        dir.write("cells/sym/p.1", pins);
+        dir.write("cells/sym/p.pin", "C A\nB\n");
+        dir.write("cells/sym/q.1", pins);
+        open();
+        EXPECT_EQ(pinNames("p.1"), "CAB");
+        // What is made after the first question is not in the listing.
+        dir.write("cells/sym/q.pin", "B C A\n");
+        dir.write("cells/sym/r.1", pins);
+        const bool cached = *value == '1';
+        EXPECT_EQ(pinNames("q.1"), cached ? "ABC" : "BCA");
+        EXPECT_EQ(pinNames("r.1"), cached ? "none" : "ABC");
+        iwfinish();
+        resetSearch();
+        std::filesystem::remove(dir.path("cells/sym/q.pin"));
+        std::filesystem::remove(dir.path("cells/sym/r.1"));
+    }
 }
 
 using Messages = DatabaseTest;

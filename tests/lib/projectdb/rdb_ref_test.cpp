@@ -1,0 +1,198 @@
+// Object references and the objects they open: the grammar, the search
+// along the libraries of the view, a second opening of an open object, the
+// stream handed to the caller, and the directory cache.
+#include "rdb_ref.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "ktmem.h"
+#include "rdb_api.h"
+#include "rdbfixture.h"
+
+namespace {
+
+class Objects : public RdbTest {
+protected:
+    void SetUp() override {
+        RdbTest::SetUp();
+        shipBoth();
+        ASSERT_EQ(rdbInit(1, "5.3.1", 0), 0);
+        cwd.write("a/sym/x.1", "x of a\n");
+        cwd.write("b/sym/x.1", "x of b\n");
+        cwd.write("b/sym/y.1", "y of b\n");
+    }
+    void view(const std::string& lines) {
+        cwd.write("scrivet.ini", lines);
+        int st;
+        project = rdbOpenProject(".", nullptr, "", 3, &st);
+        ASSERT_EQ(st, 0);
+        ASSERT_EQ(rdbInitView(project, "Scrivet", "scrivet.ini"), 0);
+    }
+    // The first line of the symbol `name` of `library`, or the status.
+    std::string symbol(const char* library, const char* name) {
+        char* ref = rdbMakeTmObjref2(library, "sym", name, "1");
+        std::string text = read(ref);
+        ktMemFree(ref);
+        return text;
+    }
+    static std::string read(const char* ref) {
+        int st;
+        rdbObject* o = rdbOpenObject(ref, rdbModeREAD, &st);
+        if (!o) return "status " + std::to_string(st);
+        FILE* f = rdbObjGetFilePtr(o, 0, &st);
+        EXPECT_EQ(rdbCloseObj(o, 0), 0);
+        char line[64] = "";
+        if (!f || !std::fgets(line, sizeof line, f)) return "no text";
+        std::fclose(f);
+        return line;
+    }
+    rdbObject* project = nullptr;
+};
+
+TEST_F(Objects, FoundAlongTheLibrariesInTheOrderOfTheView) {
+    // The view keeps the file's order whatever the ranks say.
+    cwd.write("c/sym/y.1", "y of c\n");
+    view("DIR 6 ./b (b)\nDIR 0 ./a (a)\nDIR 7 ./c (a)\n");
+    EXPECT_EQ(symbol("", "x"), "x of b\n");
+    EXPECT_EQ(symbol(nullptr, "y"), "y of b\n");
+    EXPECT_EQ(symbol("A", "x"), "x of a\n");
+    // The lines of one name are the directories of one library.
+    EXPECT_EQ(symbol("a", "y"), "y of c\n");
+    EXPECT_EQ(symbol("", "z"), "status 13");
+    EXPECT_EQ(symbol("c", "x"), "status 13");
+}
+
+TEST_F(Objects, TheFirstLibraryThatHoldsTheFile) {
+    view("DIR [p] ./a (a)\nDIR [r] ./b (b)\n");
+    EXPECT_EQ(symbol("", "x"), "x of a\n");
+    EXPECT_EQ(symbol("", "y"), "y of b\n");
+    // The chain of a bare element is completed up to the master.
+    EXPECT_EQ(read("rdbClassSYMBOL:y@1"), "y of b\n");
+    EXPECT_EQ(read("/rdbClassLIBRARY:b/rdbClassSYMBOL:x@1"), "x of b\n");
+    // A plain path is a file of the file system.
+    EXPECT_EQ(read("b/sym/y.1"), "y of b\n");
+}
+
+TEST_F(Objects, ReferencesThatNameNothing) {
+    view("DIR [p] ./a (a)\n");
+    char* made = rdbMakeTmObjref(nullptr, "a", rdbClassSYMBOL, "x", "1", -1);
+    EXPECT_STREQ(
+        made, "rdbClassDATABASE:Tesmark/rdbClassPROJECT:/rdbClassLIBRARY:a/rdbClassSYMBOL:x@1(*)");
+    ktMemFree(made);
+    EXPECT_EQ(rdbMakeTmObjref("", "a", rdbClassSYMBOL, "x", "1", 16001), nullptr);
+    EXPECT_EQ(rdbMakeTmObjref("", "a", rdbClassDATABASE, "x", "", 0), nullptr);
+    EXPECT_EQ(rdbMakeTmObjref("", "a", rdbClassSYMBOL, std::string(240, 'x').c_str(), "", 0),
+              nullptr);
+    EXPECT_EQ(rdbMakeTmObjref2("a", "nosuch", "x", "1"), nullptr);
+
+    const std::string tail = "/rdbClassSYMBOL:";
+    EXPECT_EQ(read(nullptr), "status 44");
+    EXPECT_EQ(read(""), "status 44");
+    EXPECT_EQ(read(("rdbClassLIBRARY:a" + tail + std::string(238, 'x')).c_str()), "status 43");
+    EXPECT_EQ(read(("rdbClassLIBRARY:a" + tail + "x(1").c_str()), "status 48");
+    EXPECT_EQ(read(("rdbClassLIBRARY:a" + tail + "x)1").c_str()), "status 48");
+    EXPECT_EQ(read(("rdbClassLIBRARY:a" + tail + "x(1x)").c_str()), "status 46");
+    EXPECT_EQ(read("rdbClassLIBRARY:a/rdbClassNOSUCH:x@1"), "status 49");
+    EXPECT_EQ(read("rdbClassDATABASE:Nowhere/rdbClassFILE:x"), "status 42");
+    EXPECT_EQ(read(("rdbClassLIBRARY:a" + tail + "x@2").c_str()), "status 13");
+    EXPECT_EQ(read(("rdbClassLIBRARY:a" + tail + "x@1(*)").c_str()), "x of a\n");
+}
+
+TEST_F(Objects, AnOpenObjectComesBackAndReopens) {
+    view("DIR [p] ./a (a)\n");
+    char* ref = rdbMakeTmObjref2("a", "sym", "x", "1");
+    int st;
+    rdbObject* o = rdbOpenObject(ref, rdbModeREAD, &st);
+    ASSERT_NE(o, nullptr);
+    EXPECT_EQ(st, 0);
+    FILE* f = rdbObjGetFilePtr(o, 0, &st);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(rdbObjGetFilePtr(o, 0, &st), nullptr);
+    EXPECT_EQ(st, rdbStatFAILURE);
+    std::fclose(f);
+    // Asked for again, the open object, which a new mode makes usable.
+    EXPECT_EQ(rdbOpenObject(ref, rdbModeREAD, &st), o);
+    EXPECT_EQ(st, rdbStatOPEN);
+    EXPECT_EQ(rdbReopenObj(o, rdbModeREAD), 0);
+    f = rdbObjGetFilePtr(o, 0, &st);
+    ASSERT_NE(f, nullptr);
+    char line[16] = "";
+    EXPECT_NE(std::fgets(line, sizeof line, f), nullptr);
+    EXPECT_STREQ(line, "x of a\n");
+    std::fclose(f);
+    rdbObjSetUserData(o, line);
+    EXPECT_EQ(rdbObjGetUserData(o), line);
+    EXPECT_EQ(rdbCloseObj(o, 0), 0);
+    EXPECT_EQ(rdbCloseObj(nullptr, 0), rdbStatFAILURE);
+    rdbObject* again = rdbOpenObject(ref, rdbModeREAD, &st);
+    EXPECT_EQ(st, 0);
+    EXPECT_EQ(rdbCloseObj(again, 0), 0);
+    ktMemFree(ref);
+}
+
+TEST_F(Objects, MadeInTheFirstWritableLibrary) {
+    view("DIR [r] ./b (b)\nDIR [p] ./a (a)\n");
+    char* ref = rdbMakeTmObjref2("", "sym", "new", "1");
+    const uint32_t create = rdbModeRW | rdbModeCREATE;
+    int st;
+    rdbObject* o = rdbOpenObject(ref, create, &st);
+    ASSERT_NE(o, nullptr) << st;
+    FILE* f = rdbObjGetFilePtr(o, 0, &st);
+    ASSERT_NE(f, nullptr);
+    std::fputs("new of a\n", f);
+    std::fclose(f);
+    EXPECT_EQ(rdbCloseObj(o, 0), 0);
+    EXPECT_EQ(cwd.read("a/sym/new.1"), "new of a\n");
+    EXPECT_FALSE(cwd.exists("b/sym/new.1"));
+    // A file that must be new, and isn't.
+    EXPECT_EQ(rdbOpenObject(ref, create | rdbModeEXCL, &st), nullptr);
+    EXPECT_EQ(st, rdbStatEXISTS);
+    ktMemFree(ref);
+}
+
+TEST_F(Objects, AProjectOpensOnce) {
+    view("DIR [p] ./a (a)\n");
+    int st;
+    EXPECT_EQ(rdbOpenProject("./", nullptr, "", 3, &st), project);
+    EXPECT_EQ(st, rdbStatOPEN);
+    EXPECT_EQ(rdbObjGetCurObj(rdbTmDatabaseID, rdbClassPROJECT), project);
+    EXPECT_EQ(rdbOpenProject("", nullptr, "", 3, &st), nullptr);
+    EXPECT_EQ(st, rdbStatBADREF);
+    // A directory that isn't there opens only when asked to come back.
+    EXPECT_EQ(rdbOpenPhysObj(rdbTmDatabaseID, "rdbClassPROJECT", "gone", "g", nullptr, 0, 1, &st),
+              nullptr);
+    EXPECT_EQ(st, rdbStatNOTEXIST);
+    rdbObject* gone = rdbOpenProject("gone", nullptr, "", 1, &st);
+    ASSERT_NE(gone, nullptr);
+    EXPECT_EQ(st, rdbStatNOTEXIST);
+    EXPECT_STREQ(gone->name, "gone");
+    EXPECT_EQ(rdbObjGetCurObj(rdbTmDatabaseID, rdbClassPROJECT), gone);
+    EXPECT_EQ(rdbOpenPhysObj(rdbTmDatabaseID, "rdbClassNOSUCH", "a", "a", nullptr, 0, 1, &st),
+              nullptr);
+    EXPECT_EQ(st, rdbStatBADCLASS);
+    EXPECT_EQ(rdbCloseObj(gone, 0), 0);
+}
+
+TEST_F(Objects, CachedListingsAreNotRefreshed) {
+    view("DIR [p] ./a (a)\nDIR [r] ./b (b)\n");
+    // Bit 1 caches the read-only libraries only.
+    ASSERT_EQ(rdbTmCacheAllLibraries(project, "Scrivet", 1, 1), 0);
+    EXPECT_EQ(symbol("", "y"), "y of b\n");
+    cwd.write("a/sym/new.1", "new of a\n");
+    cwd.write("b/sym/late.1", "late of b\n");
+    EXPECT_EQ(symbol("", "new"), "new of a\n");
+    EXPECT_EQ(symbol("", "late"), "status 13");
+    // Caching all libraries lists them afresh once.
+    ASSERT_EQ(rdbTmCacheAllLibraries(project, "Scrivet", 255, 1), 0);
+    EXPECT_EQ(symbol("", "late"), "late of b\n");
+    cwd.write("a/sym/newer.1", "newer of a\n");
+    EXPECT_EQ(symbol("a", "x"), "x of a\n");
+    EXPECT_EQ(symbol("", "newer"), "status 13");
+    ASSERT_EQ(rdbTmCacheAllLibraries(project, "Scrivet", 255, 0), 0);
+    EXPECT_EQ(symbol("", "newer"), "newer of a\n");
+}
+
+}  // namespace
