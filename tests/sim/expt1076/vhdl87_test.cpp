@@ -69,13 +69,16 @@ end KTTYPES;
         all += dir.read(model);
         ++models;
     }
-    EXPECT_EQ(models, 8) << "one model for each symbol";
+    EXPECT_EQ(models, 15) << "one model for each symbol";
     // Until the examination hangs the ports on the pins, models have no ports.
     if (all.find("port (") == std::string::npos)
         GTEST_SKIP() << "no model has a port clause: the ports are not examined yet";
     for (const char* port :
          {"Q : OUT BIT_VECTOR(3 downto 0);", "S : IN bit_vector(1 downto 0);", "PAD : IN bit;",
-          "REF : INOUT bit);", "M : OUT ktbit_2d(3 downto 0,1 downto 0);"})
+          "REF : INOUT bit);", "M : OUT ktbit_2d(3 downto 0,1 downto 0);",
+          "generic (TPD : TIME := 5.00 ns);", "N_RST : IN bit;",
+          "attribute DRIVE of O1 : signal is 12;",
+          "attribute FOOTPRINT of OBUF2 : entity is \"SO8\";", "use IEEE.STD_LOGIC_1164.all;"})
         EXPECT_NE(all.find(port), std::string::npos) << port;
 }
 

@@ -11,8 +11,8 @@ namespace {
 // carries it; NET_ALIAS and attributes dropped by NULL are not written. A
 // bus pin is named with its range, as the pin is drawn.
 TEST_F(ModelRun, PinAttributesAreDeclaredOnceAndSpecifiedPerPin) {
-    EXPECT_EQ(entity({"P A", "A SPEED=FAST", "A NET_ALIAS=N1", "A DROP=1", "A VHDL_COM_1=in",
-                      "P B", "A SPEED=SLOW", "P D[3:0]", "A CAP=5"},
+    EXPECT_EQ(entity({"P A", "A SPEED=FAST", "A NET_ALIAS=N1", "A DROP=1", "A VHDL_COM_1=in", "P B",
+                      "A SPEED=SLOW", "P D[3:0]", "A CAP=5"},
                      "ATTRIBUTE DROP NULL\nATTRIBUTE CAP attribute C_LOAD : natural;\n"),
               R"(entity PART is
     port (-- IN
