@@ -1,22 +1,18 @@
 // Attribute declarations and specifications of the pins' own attributes.
 #include "voattcl.h"
 
-#include <gtest/gtest.h>
-
 #include "modelrun.h"
 
 namespace {
 
-// One declaration for each attribute, one specification for each pin that
-// carries it; NET_ALIAS and attributes dropped by NULL are not written. A
-// bus pin is named with its range, as the pin is drawn.
+// NET_ALIAS and what ATTRIBUTE NULL drops are not written. A bus pin is
+// the object as drawn, range and all.
 TEST_F(ModelRun, PinAttributesAreDeclaredOnceAndSpecifiedPerPin) {
-    EXPECT_EQ(entity({"P A", "A SPEED=FAST", "A NET_ALIAS=N1", "A DROP=1", "A VHDL_COM_1=in", "P B",
-                      "A SPEED=SLOW", "P D[3:0]", "A CAP=5"},
+    EXPECT_EQ(entity({"P A", "A SPEED=FAST", "A NET_ALIAS=N1", "A DROP=1", "P B", "A SPEED=SLOW",
+                      "P D[3:0]", "A CAP=5"},
                      "ATTRIBUTE DROP NULL\nATTRIBUTE CAP attribute C_LOAD : natural;\n"),
               R"(entity PART is
-    port (-- IN
-          A : IN bit;
+    port (A : IN bit;
           B : IN bit;
           D : IN bit_vector(3 downto 0));
     attribute C_LOAD : natural;
