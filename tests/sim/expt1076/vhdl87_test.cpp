@@ -47,8 +47,8 @@ TEST_F(Vhdl87, ModelFrameWrittenByTheProgram) {
 }
 
 // Every model of the example library. Its names are all legal identifiers,
-// and its types are VHDL's own or those of the package that the
-// two-dimensional port's symbol imports, which the test provides.
+// and its types are VHDL's own, the IEEE library's, or those of the package
+// that the two-dimensional port's symbol imports, which the test provides.
 TEST_F(Vhdl87, EveryModelOfTheExampleLibrary) {
     std::filesystem::copy(ENTGEN_EXAMPLES_DIR, dir.path(),
                           std::filesystem::copy_options::recursive);
