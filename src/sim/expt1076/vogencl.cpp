@@ -102,7 +102,7 @@ void warnRepeated(const vogroup* group, const vogen* g) {
 void prefixedName(const vogen* g, int dups, char* out) {
     const char* prefix = vo->ini && vo->ini->prefix ? vo->ini->prefix : "v";
     std::string name;
-    for (int i = 0; i < dups; ++i) name += prefix;
+    for (int i = 0; i < dups && name.size() < kMaxGenericName; ++i) name += prefix;
     name += g->vhdlname;
     ktStrncpyNullTerm(out, name.c_str(), kMaxGenericName);
 }
