@@ -1,6 +1,60 @@
-// Attribute declarations and specifications. Stand-in: writes nothing; pin
-// attributes are not yet gathered.
+// Attribute declarations and specifications. The declarations follow the
+// group's attribute list; the specifications follow the pins, and name the
+// pin as the symbol has it, translated, subscript and all, also for a pin
+// whose port another pin of its vector stands for. NET_ALIAS names a net,
+// not a property of the port, and is never written.
 #include "voattcl.h"
 
-void voatt_decl(vogroup*, int) {}
-void voatt_spec(vogroup*, int) {}
+#include <cstdarg>
+
+#include "entgen_msg.h"
+#include "iwobj.h"
+#include "ktmsg.h"
+#include "ktstr.h"
+#include "vgstruct.h"
+#include "voeval.h"
+#include "vomain.h"
+#include "votok.h"
+#include "votr.h"
+
+namespace {
+void emit(int mode, int number, ...) {
+    va_list args;
+    va_start(args, number);
+    votok(mode, ktMsgStaticVa(msgFp, number, args));
+    va_end(args);
+}
+
+// An attribute of the list that has a VHDL form to write.
+bool writable(const voattr* a) {
+    return a && a->vhdlname && ktStrIcmp(a->vhdlname, "NET_ALIAS") != 0;
+}
+}  // namespace
+
+void voatt_decl(vogroup* group, int mask) {
+    bool any = false;
+    for (const voalist* n = group ? group->alist : nullptr; n; n = n->next) {
+        if (!(n->flags & mask) || !writable(n->attr)) continue;
+        emit(VOTOK_NLAFTER, VOM_PINATTDECL, n->attr->vhdlname, n->attr->type);
+        any = true;
+    }
+    if (any) votok(VOTOK_NLAFTER, "");
+}
+
+void voatt_spec(vogroup* group, int) {
+    const iwsym* symbol = group && group->grp ? group->grp->symbols : nullptr;
+    bool any = false;
+    for (const iwspin* pin = symbol ? symbol->pins : nullptr; pin; pin = pin->next) {
+        for (const iwatt* a = pin->attributes; a; a = a->next) {
+            // The translator's own attributes, and those ATTRIBUTE NULL drops,
+            // are not in the list.
+            const voalist* node = vofindal(a->name, group->alist);
+            if (!node || !writable(node->attr)) continue;
+            emit(0, VOM_ATTSPEC, node->attr->vhdlname);
+            emit(0, VOM_ATTPORT, votr(pin->name ? pin->name : ""));
+            emit(VOTOK_NLAFTER, VOM_ATTSPECEND, voeval(a->value, node->attr->type));
+            any = true;
+        }
+    }
+    if (any) votok(VOTOK_NLAFTER, "");
+}
