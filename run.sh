@@ -65,7 +65,8 @@ fuzz)
         echo "== $name: $seconds s"
         if ! "$bin" -max_total_time="$seconds" -timeout=1 -rss_limit_mb=2048 -print_final_stats=1 \
                 -artifact_prefix="$out/crashes/$name-" "$out/corpus/$name" "$seeds" >"$log" 2>&1; then
-            tail -n 60 "$log"
+            # The report from its first line on; the fuzzer's progress before it says little.
+            sed -n '/ERROR:\|fuzz check failed\|runtime error:\|^==[0-9]*==/,$p' "$log" | head -n 80
             unit=$(sed -n 's/.*Test unit written to \(.*\)$/\1/p' "$log" | tail -n 1)
             echo "== $name failed; full log: $log"
             if [ -n "$unit" ] && [ -f "$unit" ]; then
