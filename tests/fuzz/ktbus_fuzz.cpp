@@ -25,7 +25,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     int ended = ktBusExpandStatus();
     if (status == KT_BUS_OK && ended == KT_BUS_OK && members != width) std::abort();
-    if (status != KT_BUS_OK && ended != status) std::abort();
+    // The iteration reads one item at a time: a name too long for `out` ends
+    // it before it reaches a later item's fault, which the width saw.
+    if (status != KT_BUS_OK && ended != status && ended != KT_BUS_NOROOM) std::abort();
     if (status == KT_BUS_OK && ended == KT_BUS_OK && !ktBusExpandSubset(text.c_str(), text.c_str()))
         std::abort();
     return 0;

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzzsupport.h"
 #include "kterr.h"
 #include "ktex.h"
 #include "ktpref.h"
@@ -20,19 +21,15 @@ std::string file;
 }
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // The library's message file, for the reports of bad entries.
-    setenv("KDIR", ENTGEN_SHARE_DIR, 0);
-    char dir[] = "/tmp/ktpref-fuzz-XXXXXX";
-    if (!mkdtemp(dir)) std::abort();
-    file = std::string(dir) + "/fuzz.ini";
+    // A directory for the file, and the library's message file for the
+    // reports of bad entries.
+    fuzzSetup();
+    file = fuzzWorkDir() + "/fuzz.ini";
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    FILE* f = std::fopen(file.c_str(), "wb");
-    if (!f) std::abort();
-    std::fwrite(data, 1, size, f);
-    std::fclose(f);
+    fuzzWriteFile("fuzz.ini", data, size);
 
     struct Option {
         const char* name;

@@ -29,6 +29,11 @@ constexpr const char kDirective[] =
 enum { kPosition = 2, kFlags = 3, kWidth = 4, kPoint = 5, kPrecision = 6, kConversion = 7 };
 
 constexpr int kMaxPosition = 128;
+// A width, or a precision that adds characters (any but that of `s`, which
+// only cuts), beyond this many is refused as the platform refuses one beyond
+// its own limit: the text would cost time and memory in proportion, and no
+// text of the system needs such a field.
+constexpr int kMaxAmount = 4096;
 constexpr int kStarBits = KT_SPFMT_STARWIDTH | KT_SPFMT_STARPREC;
 
 ktRegexp* directiveV = nullptr;
@@ -419,6 +424,11 @@ void Formatter::directive(const ktSpFmtDesc* d) {
     // A negative amount from an argument is no amount, not a left adjustment.
     if ((type & KT_SPFMT_STARWIDTH) && width < 0) width = 0;
     if ((type & KT_SPFMT_STARPREC) && precision < 0) precision = 0;
+    bool cuts = base == KT_SPFMT_STRING && std::strchr(d->conv, 's');
+    if (width > kMaxAmount || (precision > kMaxAmount && !cuts)) {
+        out.failed = true;
+        return;
+    }
     emit(d, width, precision, value);
 }
 

@@ -11,7 +11,8 @@
 // d i o u x X (h, l or L before them), n (h or l before), e E f g G (an l
 // before is ignored), c s p. "%%" is one `%`. A format numbers all its
 // arguments or none, and uses every position up to the highest. A null
-// string argument prints as the empty text.
+// string argument prints as the empty text. A width, or a precision other
+// than that of `s`, above 4096 is a conversion that can't be made.
 #pragma once
 #include <cstdarg>
 #include <cstddef>

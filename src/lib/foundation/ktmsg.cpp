@@ -495,7 +495,12 @@ struct ArgsReader {
     void refuse(const char* format, Args... args) {
         if (refused) return;
         refused = true;
-        std::snprintf(out->problem, sizeof out->problem, format, args...);
+        // The format is always one of the literals below; without arguments
+        // it goes as a text, which every compiler accepts as safe.
+        if constexpr (sizeof...(Args) == 0)
+            std::snprintf(out->problem, sizeof out->problem, "%s", format);
+        else
+            std::snprintf(out->problem, sizeof out->problem, format, args...);
     }
 
     void use(int position, int type) {

@@ -36,6 +36,13 @@ constexpr size_t kMaxProgram = 32767;  // offsets must fit 15 bits
 // this depth the expression is refused for the text rather than risking the
 // stack.
 constexpr int kMaxDepth = 10000;
+// Backtracking can take time exponential in the text (a repeated group
+// whose body repeats as well, such as `(a+)+b`). One execution may take this
+// many steps, counting each node visited, each character a literal compares
+// and each character a repetition scans; past it the expression is refused
+// for the text. The library's patterns take some hundred steps on their
+// texts; the limit keeps the worst text to a fraction of a second.
+constexpr long kMaxSteps = 1000000;
 
 // What a parsed piece is known to be.
 enum : int {
@@ -355,12 +362,19 @@ struct Matcher {
     const char** startp;
     const char** endp;
     int depth;
+    long steps;  // spent so far in this execution, against kMaxSteps
 
+    void spend(size_t n);
     int match(const unsigned char* scan);
     int step(const unsigned char* scan);
     size_t repeat(const unsigned char* p);
     int attempt(const unsigned char* nodes, const char* at);
 };
+
+void Matcher::spend(size_t n) {
+    steps += static_cast<long>(n);
+    if (steps > kMaxSteps) fail("too many steps for text");
+}
 
 // A throw ends the whole execution, so the depth needs no undoing then.
 int Matcher::match(const unsigned char* scan) {
@@ -372,6 +386,7 @@ int Matcher::match(const unsigned char* scan) {
 
 int Matcher::step(const unsigned char* scan) {
     while (scan) {
+        spend(1);
         const unsigned char* next = nextOf(scan);
         unsigned char op = opOf(scan);
         switch (op) {
@@ -389,6 +404,7 @@ int Matcher::step(const unsigned char* scan) {
                 const char* text = operandOf(scan);
                 if (*text != *input) return 0;
                 size_t len = std::strlen(text);
+                spend(len);
                 if (len > 1 && std::strncmp(text, input, len) != 0) return 0;
                 input += len;
                 break;
@@ -424,7 +440,9 @@ int Matcher::step(const unsigned char* scan) {
                 size_t least = op == STAR ? 0 : 1;
                 const char* save = input;
                 size_t count = repeat(scan + kHead);
+                spend(count);
                 for (;;) {
+                    spend(1);
                     input = save + count;
                     if (count < least) return 0;
                     if ((follow == '\0' || *input == follow) && match(next)) return 1;
@@ -520,7 +538,7 @@ int ktRegexpExec(const ktRegexp* prog, ktRegexpMatch* match, const char* text) {
     *match = ktRegexpMatch{};
     if (prog->must && !std::strstr(text, prog->must)) return 0;
 
-    Matcher m{text, text, match->startp, match->endp, 0};
+    Matcher m{text, text, match->startp, match->endp, 0, 0};
     if (prog->anchored) return m.attempt(prog->nodes, text);
     if (prog->start != '\0') {
         for (const char* s = text; (s = std::strchr(s, prog->start)) != nullptr; ++s)

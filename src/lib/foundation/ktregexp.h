@@ -5,7 +5,9 @@
 // go into a record the caller supplies, so one program serves any number of
 // matches. Every fault is thrown with tag 2 from the source "ktRegexp",
 // including a text so long that a repeated group would take the matcher
-// deeper than its limit (some ten thousand steps of nesting).
+// deeper than its limit (some ten thousand steps of nesting), and a text on
+// which backtracking would take more than a million steps (a repeated
+// group whose body repeats, such as `^(a+)+b`, on a long run of `a`).
 //
 // Grammar: branches joined by `|`; pieces in sequence; an atom followed by
 // `*`, `+` or `?` (greedy); `(` `)` groups numbered 1 to 9 by their opening

@@ -199,6 +199,22 @@ TEST(FormatBuffer, ExactFitAndTheRoomNeeded) {
     EXPECT_EQ(runVa2(buf, 4, &needed, nullptr), -1);
 }
 
+// A field as wide as a format can ask would take the platform seconds to
+// pad and the static form gigabytes to hold: it is refused, the rest made.
+TEST(FormatBuffer, FieldsBeyondTheLimitAreRefusedAndTheRestMade) {
+    char buf[16];
+    EXPECT_EQ(ktSprintf(buf, sizeof buf, "[%4097d]", 1), -1);
+    EXPECT_STREQ(buf, "[]");
+    EXPECT_EQ(ktSprintf(buf, sizeof buf, "[%.*f|%*Lx]", 5000, 1.0, 4097, int64_t{1}), -1);
+    EXPECT_STREQ(buf, "[|]");
+    EXPECT_EQ(ktSprintf(buf, sizeof buf, "[%9999999999s]", "ab"), -1);
+    // A precision of a text only cuts it: any is fine.
+    EXPECT_EQ(ktSprintf(buf, sizeof buf, "[%.99999s|%.*s]", "ab", 1 << 30, "cd"), 0);
+    EXPECT_STREQ(buf, "[ab|cd]");
+    EXPECT_EQ(std::strlen(ktSprintfStatic("%4096d", 7)), 4096u);
+    EXPECT_STREQ(ktSprintfStatic("a%2000000000sb", "x"), "ab");
+}
+
 TEST(FormatStatic, WholeResultsAndThePreviousOneAsAnArgumentOrTheFormat) {
     std::string huge(100000, 'z');
     EXPECT_EQ(std::string(ktSprintfStatic("<%s|%s>", huge.c_str(), "end")), "<" + huge + "|end>");

@@ -94,7 +94,7 @@ TEST(RegexpGroups, PositionsAndCopies) {
     ktRegexpDestroy(prog);
 }
 
-TEST(RegexpLimits, LongTextsAndTheDepthLimit) {
+TEST(RegexpLimits, LongTextsTheDepthLimitAndTheStepLimit) {
     std::string text(100000, 'a');
     EXPECT_EQ(groups("^a*b", text.c_str()), "no match");
     std::string pairs;
@@ -102,6 +102,20 @@ TEST(RegexpLimits, LongTextsAndTheDepthLimit) {
     EXPECT_EQ(groups("^(ab)*$", pairs.c_str()), pairs + "|ab");
     for (int i = 0; i < 20000; ++i) pairs += "ab";
     EXPECT_EQ(thrownText([&] { groups("^(ab)*$", pairs.c_str()); }), "recursion too deep for text");
+
+    // Each of the 2^n ways to split a run of n `a` among the iterations is
+    // tried before the match fails: refused long before that, and the
+    // program stays fit for a text it can finish.
+    std::unique_ptr<ktRegexp, void (*)(ktRegexp*)> nested{ktRegexpCompile("^(a+)+[bc]"),
+                                                          ktRegexpDestroy};
+    std::string run(40, 'a');
+    EXPECT_EQ(thrownText([&] { groups(nested.get(), run.c_str()); }), "too many steps for text");
+    EXPECT_EQ(groups(nested.get(), (run + "c").c_str()), run + "c|" + run);
+    EXPECT_EQ(groups(nested.get(), "aaaaaaaaaaaa"), "no match");
+    // A search tried at every place of a long text, each try running on.
+    EXPECT_EQ(groups("x+[yz]", std::string(500, 'x').c_str()), "no match");
+    EXPECT_EQ(thrownText([&] { groups("x+[yz]", std::string(4000, 'x').c_str()); }),
+              "too many steps for text");
 }
 
 std::string compileError(const std::string& expression) {
