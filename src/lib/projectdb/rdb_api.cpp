@@ -1,6 +1,7 @@
 // Objects and views, stand-in: it lacks the master database's classes and
 // schemas, so an object reference names only symbol-directory files
-// ("sym"), a DIR line goes through the library list of the library manager
+// ("sym") and the variable files of a library's own directory (".var"),
+// a DIR line goes through the library list of the library manager
 // (which also takes the access letter l and makes no missing library
 // directory), and there are no locks, directory caches, meta data or modes
 // but read.
@@ -287,6 +288,40 @@ void unlinkFile(rdbObject* project, rdbObject* o) {
         }
 }
 
+// A variable file, <library>/<name>.<modifier> in lower case, of the
+// library the reference names (by alias or name), else of the first
+// library of the view that holds one. Mega libraries hold only symbols.
+rdbObject* openVariableFile(rdbObject* project, const std::string& library, Element file,
+                            int* status) {
+    ktStrLoc(file.name.data());
+    ktStrLoc(file.modifier.data());
+    for (rdbSPath* s = X(project)->spaths; s; s = s->next) {
+        rdbObject* lib = s->library;
+        if (!lib || lib->physType != kPhysDIR) continue;
+        if (!library.empty() && ktStrIcmp(s->alias, library.c_str()) != 0 &&
+            ktStrIcmp(lib->name, library.c_str()) != 0)
+            continue;
+        char path[KS_PATHMAX];
+        if (ksMerge(path, nullptr, lib->path, file.name.c_str(), file.modifier.c_str()) != KS_OK ||
+            ksExists(path, KS_FILE) != KS_OK)
+            continue;
+        for (rdbObject* o = X(project)->files; o; o = X(o)->next)
+            if (std::strcmp(o->path, path) == 0) return set(status, rdbStatOPEN), o;
+        rdbObject* o = newObject(lib, file.name.c_str(), path, kPhysFILE);
+        o->modifier = ktStrCpy(file.modifier.c_str());
+        o->mode = rdbModeREAD;
+        if (!openStream(o)) {
+            freeObject(o);
+            return set(status, 15), nullptr;  // "File open error"
+        }
+        X(o)->next = X(project)->files;
+        X(project)->files = o;
+        set(status, rdbStatOK);
+        return o;
+    }
+    return set(status, rdbStatNOTEXIST), nullptr;
+}
+
 }  // namespace
 
 rdbObject* rdbOpenProject(const char* dir, const char* name, const char* view, int, int* status) {
@@ -392,6 +427,19 @@ char* rdbMakeTmObjref2(const char* library, const char* subdir, const char* name
     return userCopy(ref.c_str());
 }
 
+char* rdbMakeTmObjref(const char* project, const char* library, const rdbClass* cls,
+                      const char* name, const char* modifier, int32_t version) {
+    if (!cls || !cls->name || version < -1 || version > 16000) return nullptr;
+    auto text = [](const char* t) { return t ? t : ""; };
+    std::string ref = std::string("rdbClassDATABASE:Tesmark/rdbClassPROJECT:") + text(project) +
+                      "/rdbClassLIBRARY:" + text(library) + "/" + cls->name + ":" + text(name);
+    if (modifier && *modifier) ref.append("@").append(modifier);
+    if (version == -1) ref += "(*)";
+    if (version > 0) ref += "(" + std::to_string(version) + ")";
+    if (ref.size() > 256) return nullptr;
+    return userCopy(ref.c_str());
+}
+
 rdbObject* rdbOpenObject(const char* reference, int mode, int* status) {
     if (!rdbiStarted()) return set(status, rdbStatINIT), nullptr;
     if (!reference || !*reference) return set(status, rdbStatNULLREF), nullptr;
@@ -399,10 +447,12 @@ rdbObject* rdbOpenObject(const char* reference, int mode, int* status) {
     Element file;
     std::string library;
     if (int st = parseReference(reference, &file, &library)) return set(status, st), nullptr;
-    if (file.klass != "rdbClassSYMBOL") return set(status, rdbStatBADCLASS), nullptr;
+    if (file.klass != "rdbClassSYMBOL" && file.klass != "rdbClassDLYBIN")
+        return set(status, rdbStatBADCLASS), nullptr;
     rdbObject* project = currentProject();
     if (!project) return set(status, 40), nullptr;             // "Invalid current project"
     if (mode != rdbModeREAD) return set(status, 24), nullptr;  // "Invalid file access mode"
+    if (file.klass == "rdbClassDLYBIN") return openVariableFile(project, library, file, status);
 
     std::unique_ptr<qfm_id, decltype(&qfm_free_id)> id{
         qfm_find_file(library.c_str(), QFM_SYMBOL, file.name.c_str(), file.modifier.c_str()),

@@ -61,6 +61,12 @@ int rdbTmCacheAllLibraries(rdbObject* project, const char* view, int which, int 
 // when no class of file lies in `subdir`. The caller frees it.
 char* rdbMakeTmObjref2(const char* library, const char* subdir, const char* name,
                        const char* modifier);
+// The reference of the object `name`.`modifier`(`version`) of the class
+// `cls` in `library` of `project` (empty texts: the current project, any
+// library of the view). Null without a class, for a version out of range
+// or a reference over 256 characters. The caller frees it.
+char* rdbMakeTmObjref(const char* project, const char* library, const rdbClass* cls,
+                      const char* name, const char* modifier, int32_t version);
 // Resolves a reference along the libraries of the current view and opens
 // the object in `mode`. 13 and null for a file that no library holds; an
 // object open already comes back with status 53.
