@@ -10,6 +10,8 @@
 // keep it busy for long.
 #include "ipprep.h"
 
+#include <sys/stat.h>
+
 #include <cstdarg>
 #include <cstring>
 #include <memory>
@@ -149,7 +151,7 @@ int defineLine(char* line) {
     std::memcpy(pair->name + 1, p, n);
     pair->name[n + 1] = '\0';
     pair->value = pair->name + n + 2;
-    std::memcpy(pair->value, value.data(), value.size());
+    if (!value.empty()) std::memcpy(pair->value, value.data(), value.size());
     pair->value[value.size()] = '\0';
     pair->next = filePairs_;
     filePairs_ = pair;
@@ -343,7 +345,10 @@ int ipincfile(const char* name) {
     std::string file = std::string(name) + ".var";
     // A name cut to fit would be another file's.
     if (file.size() >= static_cast<size_t>(KS_PATHMAX)) return IP_NOFILE;
-    FILE* f = iwfileopen(file.c_str(), "r");
+    // Only a regular file: the open of a FIFO would wait for a writer.
+    struct stat st;
+    FILE* f = stat(file.c_str(), &st) == 0 && S_ISREG(st.st_mode) ? iwfileopen(file.c_str(), "r")
+                                                                  : nullptr;
     if (!f) f = iwvarfopen(file.c_str());
     if (!f) {
         ksPathBuf found;

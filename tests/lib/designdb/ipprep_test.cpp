@@ -1,6 +1,7 @@
 #include "ipprep.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <memory>
 #include <string>
@@ -184,6 +185,8 @@ TEST_F(Variables, VariableFilesDefineInCapitals) {
     EXPECT_EQ(expand("[@EMPTY]", &status), "[]");
 
     EXPECT_EQ(ipincfile("none"), IP_NOFILE);
+    ASSERT_EQ(mkfifo(dir.path("pipe.var").c_str(), 0600), 0);
+    EXPECT_EQ(ipincfile("pipe"), IP_NOFILE);  // its open would wait for a writer
     ipadddef("@KEEP", "1");
     ipfinfile();  // the file's definitions go, an attribute's stay
     EXPECT_EQ(ipgetvar("@WIDTH"), nullptr);
