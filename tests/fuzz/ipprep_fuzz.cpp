@@ -50,6 +50,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Made afresh each time: a file cut to nothing and written again is
     // flushed to the disk at its close, which costs milliseconds.
     static std::string last;
+    static const bool tidy = std::atexit([] { std::remove(last.c_str()); }) == 0;
+    (void)tidy;
     if (!last.empty()) std::remove(last.c_str());
     std::string file = last = fuzzFile(".var", data + 1, fileLength);
     file.resize(file.size() - 4);
