@@ -62,3 +62,16 @@
 #define IWM_NOTSYMBOL 380 /* "[E] %s is no symbol file: its first line is not a \"V \" line." */
 #define IWM_BADVERSION 398 /* "[E] %s: the version behind the last dot must be a number from 1 to 32767." */
 #define IWM_BADTYPE 399 /* "[E] Symbol type %s of %s is unknown; the type stays as it was." */
+
+/* Attribute variables, by the preprocessor's codes 0 and 3 to 10. The
+ * argument is the text the code concerns: the attribute value, the
+ * variable's name or the variable file's name. */
+#define IWM_VAROK 334 /* "[I] %s: no fault." */
+#define IWM_VARTWICE 337 /* "[W] %s: a variable is defined twice with different values; the first definition stays." */
+#define IWM_VARUNDEF 338 /* "[W] %s: a variable it refers to has no definition; the reference stays as written." */
+#define IWM_VARLONG 339 /* "[E] %s: the value is too long once its variables are expanded; it is not evaluated." */
+#define IWM_VARDEF 340 /* "[I] %s is the definition of a variable." */
+#define IWM_VARREF 341 /* "[I] %s refers to a variable." */
+#define IWM_VARRECURSIVE 342 /* "[E] %s: a variable refers to itself, directly or through others; the value is cut where the name comes again." */
+#define IWM_VARNONAME 343 /* "[E] %s: a variable is defined without a name." */
+#define IWM_VARNOFILE 344 /* "[W] No variable file %s.var was found in the current directory, a library or a directory of KDIR." */

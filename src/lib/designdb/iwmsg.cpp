@@ -74,6 +74,10 @@ const char* iwmsggen(int number, ...) {
     return text;
 }
 
+const char* iwmsggenv(int number, va_list args) {
+    return build(number, args);
+}
+
 void iwmsgout(int severity, const char* format, ...) {
     if (!(severity & IW_CONTINUE))
         for (int i = 0; i < 3; ++i)

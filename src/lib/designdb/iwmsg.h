@@ -5,6 +5,7 @@
 // the message before it, which is shown but not counted again. The
 // translator reads the counters (iwmsgcount) for its summary.
 #pragma once
+#include <cstdarg>
 #include <cstdio>
 
 struct ktMsgHandle;
@@ -26,6 +27,8 @@ extern ktMsgHandle* MsgFileID;
 void iwmsghndlr(int severity, int number, ...);
 // The report of message `number`, not shown: good until the next call.
 const char* iwmsggen(int number, ...);
+// iwmsggen with the arguments in a list.
+const char* iwmsggenv(int number, va_list args);
 // Counts the severity and writes the formatted text to every output whose
 // mask shares a bit with it.
 void iwmsgout(int severity, const char* format, ...);
