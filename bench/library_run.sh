@@ -1,102 +1,161 @@
 #!/usr/bin/env bash
-# Cost of a whole-library run against the number of symbols. Makes a
-# library of generated symbols (comments, generics, a constant, an import,
-# pins of bus and scalar names, pin attributes, a name of its own for each
-# symbol) in a temporary directory, translates it with `entgen -o -l`, and
-# gives the processor time of the best of a few runs for each size. The work grows with the
-# symbols, so a run of four times the symbols should cost about four times
-# as much; the script fails when the largest run costs more than LIMIT
-# times the smallest in proportion.
+# What a translation costs against what it cannot avoid. Generates
+# libraries of symbols (bench/symgen.cpp: 10 to 60 pins, buses, generics,
+# user attributes, comments; a fixed seed) on a memory file system, and
+# times in one run, rounds interleaved, the median of the rounds:
 #
-#   bench/library_run.sh [entgen] [sizes...]
-#   defaults: build/bin/entgen, sizes 500 2000; LIMIT (4.4) and REPEAT (5)
-#   from the environment, and BENCH_TMP for the directory to work in
-#   (/dev/shm). KDIR defaults to the build's support directory.
+#   - `entgen -o -l` on libraries of 2,500 and 10,000 symbols;
+#   - the floor (bench/floor.c): read each symbol file, write a file of the
+#     same size into behv/;
+#   - a one-symbol run, and an empty program compiled and linked as entgen;
+#   - one-symbol runs beside a scrivet.ini of 2,500 and of 10,000 DIR lines.
+#
+# It prints the ratios the program is held to, the system calls per symbol
+# of a library run beside the floor's, and the peak memory of the largest
+# run; it fails when a target is missed.
+#
+#   bench/library_run.sh [build-directory]
+#   build-directory defaults to build (the default preset). From the
+#   environment: ROUNDS (5), REPEAT (20) runs of each short program in a
+#   round, BENCH_TMP for the directory to work in (/dev/shm), KEEP=1 to keep
+#   it. KDIR defaults to the build's support directory.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-program=$(realpath "${1:-build/bin/entgen}")
-shift || true
-sizes=("$@")
-[ ${#sizes[@]} -eq 0 ] && sizes=(500 2000)
-limit=${LIMIT:-4.4}
-repeat=${REPEAT:-5}
-export KDIR=${KDIR:-$(realpath build/share/entgen)}
+build=$(realpath "${1:-build}")
+rounds=${ROUNDS:-5}
+repeat=${REPEAT:-20}
+program=$build/bin/entgen
+export KDIR=${KDIR:-$build/share/entgen}
+cmake --build "$build" --target entgen entgen_empty symgen >/dev/null
+empty=$build/bin/entgen_empty
+symgen=$build/bin/symgen
 
 # In memory where it can be: on a disk file system the creation of
-# thousands of files costs the kernel more than the translation does, and
-# that cost grows with what the directories held before.
+# thousands of files costs the kernel more than the translation does.
 tmp=${BENCH_TMP:-/dev/shm}
 [ -d "$tmp" ] && [ -w "$tmp" ] || tmp=${TMPDIR:-/tmp}
 work=$(mktemp -d "$tmp/entgen-bench.XXXXXX")
-trap 'rm -rf "$work"' EXIT
+[ "${KEEP:-0}" = 1 ] && echo "working in $work" || trap 'rm -rf "$work"' EXIT
 
-# One symbol file; $1 is its number.
-symbol() {
-    cat <<EOF
-V 5
-Y 1
-U 0 0 8 0 1 0 VHDL_COM_1=cell $1 of the generated library
-U 0 0 8 0 1 0 PART=P$1
-U 0 0 8 0 1 0 REFDES=U?
-U 0 0 8 0 1 0 VHDL_GEN_TPD=TIME:=$(($1 % 50))
-U 0 0 8 0 1 0 VHDL_CON_WIDTH=INTEGER:=8
-U 0 0 8 0 1 0 VHDL_IMPORT_IEEE=LIBRARY
-P 1 0 0 0 0 1
-L 1 0 0 8 0 1 0 0 CLK
-A 1 0 8 0 1 0 PINTYPE=IN
-A 1 0 8 0 1 0 LOAD=2
-P 1 0 0 0 0 1
-L 1 0 1 8 0 1 0 0 D[7:0]
-A 1 0 8 0 1 0 PINTYPE=IN
-P 1 0 0 0 0 1
-L 1 0 2 8 0 1 0 0 Q$1[7:0]
-A 1 0 8 0 1 0 PINTYPE=OUT
-P 1 0 0 0 0 1
-L 1 1 3 8 0 1 0 0 RESET
-A 1 0 8 0 1 0 PINTYPE=IN
-E
-EOF
-}
+cc -O2 -o "$work/benchrun" bench/benchrun.c
+cc -O2 -o "$work/floor" bench/floor.c
+bench=$work/benchrun
 
-# Makes the library of $1 symbols in directory $2.
-library() {
-    mkdir -p "$2/cells/sym"
-    echo "DIR [p] ./cells (cells)" >"$2/scrivet.ini"
-    echo "ENTGEN 5.3.1" >"$2/entgen.ini"
-    for ((i = 0; i < $1; i++)); do symbol "$i" >"$2/cells/sym/cell$i.1"; done
-}
+"$symgen" 2500 "$work/lib2500"
+"$symgen" 10000 "$work/lib10000"
+# A symbol for the runs of one: the first of the library whose name needs
+# no prefix.
+for f in "$work"/lib10000/cells/sym/[a-z]*.1; do one=${f##*/} && break; done
 
-# Processor seconds (user and system) of the best of $repeat runs in
-# directory $1: other work on the machine changes the wall time of a run
-# far more than the run's own.
-best() {
-    local min="" t
-    for ((r = 0; r < repeat; r++)); do
-        rm -rf "$1/cells/behv"
-        t=$( { TIMEFORMAT='%3U %3S'; time (cd "$1" && "$program" -o -l cells >/dev/null 2>&1) ; } 2>&1 ) ||
-            { echo "run failed in $1" >&2; exit 1; }
-        t=$(awk -v t="$t" 'BEGIN { split(t, f, " "); printf "%.3f", f[1] + f[2] }')
-        if [ -z "$min" ] || awk -v a="$t" -v b="$min" 'BEGIN { exit !(a < b) }'; then min=$t; fi
-    done
-    echo "$min"
-}
-
-declare -A seconds
-for n in "${sizes[@]}"; do
-    library "$n" "$work/lib$n"
-    seconds[$n]=$(best "$work/lib$n")
-    models=$(find "$work/lib$n/cells/behv" -name '*.vhd' | wc -l)
-    printf "%6d symbols: %8.3f s, %6.2f ms a symbol (%d models)\n" "$n" "${seconds[$n]}" \
-        "$(awk -v s="${seconds[$n]}" -v n="$n" 'BEGIN { print s * 1000 / n }')" "$models"
+# Library lists of many directories; the symbol's library comes last, so
+# that whatever walks the list walks all of it.
+for n in 2500 10000; do
+    d=$work/scrivet$n
+    mkdir -p "$d/dirs"
+    (cd "$d/dirs" && seq -f 'lib%g' 1 $((n - 1)) | xargs mkdir)
+    seq 1 $((n - 1)) | awk '{ print "DIR [r] ./dirs/lib" $1 " (lib" $1 ")" }' >"$d/scrivet.ini"
+    echo "DIR [p] ./cells (cells)" >>"$d/scrivet.ini"
+    cp "$work/lib10000/entgen.ini" "$d/"
+    mkdir -p "$d/cells/sym"
+    cp "$work/lib10000/cells/sym/$one" "$d/cells/sym/"
 done
 
-small=${sizes[0]}
-large=${sizes[${#sizes[@]} - 1]}
-awk -v a="${seconds[$small]}" -v b="${seconds[$large]}" -v m="$small" -v n="$large" -v limit="$limit" '
+# One line of benchrun: median wall ms, mean processor ms, peak kB.
+measure() { "$bench" "$@" || { echo "measure failed: ${*:3}" >&2; exit 1; }; }
+library() {
+    rm -rf "$1/cells/behv"
+    measure 1 "$1" "$program" -o -l cells
+}
+floor() {
+    rm -rf "$1/cells/behv"
+    measure 1 "$1" "$work/floor" cells
+}
+
+declare -A wall cpu
+peak=0
+add() { wall[$1]+="${2} "; cpu[$1]+="${3} "; }
+for ((r = 1; r <= rounds; r++)); do
+    read -r w c k < <(library "$work/lib2500"); add lib2500 "$w" "$c"
+    read -r w c k < <(library "$work/lib10000"); add lib10000 "$w" "$c"
+    [ "$k" -gt "$peak" ] && peak=$k
+    read -r w c k < <(floor "$work/lib2500"); add floor2500 "$w" "$c"
+    read -r w c k < <(floor "$work/lib10000"); add floor10000 "$w" "$c"
+    read -r w c k < <(measure "$repeat" "$work/lib10000" "$program" -o "cells:$one"); add one "$w" "$c"
+    read -r w c k < <(measure "$repeat" "$work" "$empty"); add empty "$w" "$c"
+    read -r w c k < <(measure "$repeat" "$work/scrivet2500" "$program" -o "cells:$one"); add scrivet2500 "$w" "$c"
+    read -r w c k < <(measure "$repeat" "$work/scrivet10000" "$program" -o "cells:$one"); add scrivet10000 "$w" "$c"
+done
+
+median() { tr ' ' '\n' <<<"$1" | grep . | sort -g | awk '{ v[NR] = $1 } END { print NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
+declare -A W C
+for key in "${!wall[@]}"; do
+    W[$key]=$(median "${wall[$key]}")
+    C[$key]=$(median "${cpu[$key]}")
+done
+
+models=$(find "$work/lib10000/cells/behv" -name '*.vhd' | wc -l)
+printf "entgen %s, %d rounds, medians of wall time (processor time in brackets)\n" "$program" "$rounds"
+show() { printf "  %-34s %10.3f ms  (%9.3f ms)\n" "$1" "${W[$2]}" "${C[$2]}"; }
+show "entgen -o -l, 2,500 symbols" lib2500
+show "entgen -o -l, 10,000 symbols" lib10000
+show "floor, 2,500 symbols" floor2500
+show "floor, 10,000 symbols" floor10000
+show "one symbol" one
+show "empty program" empty
+show "one symbol, 2,500 DIR lines" scrivet2500
+show "one symbol, 10,000 DIR lines" scrivet10000
+echo "  models of the 10,000-symbol run: $models; peak memory: $((peak / 1024)) MB"
+
+# System calls of a library run beside the floor's, per symbol file.
+files=$(ls "$work/lib2500/cells/sym" | wc -l)
+if command -v strace >/dev/null; then
+    rm -rf "$work/lib2500/cells/behv"
+    (cd "$work/lib2500" && strace -f -c -o "$work/strace.entgen" "$program" -o -l cells >/dev/null 2>&1)
+    rm -rf "$work/lib2500/cells/behv"
+    (cd "$work/lib2500" && strace -f -c -o "$work/strace.floor" "$work/floor" cells >/dev/null 2>&1)
+    (cd "$work/lib10000" && strace -f -c -o "$work/strace.one" "$program" -o "cells:$one" >/dev/null 2>&1)
+    (cd "$work" && strace -f -c -o "$work/strace.empty" "$empty" >/dev/null 2>&1)
+    echo "system calls per symbol file ($files files), entgen -o -l beside the floor:"
+    # strace -c lines: % time, seconds, usecs/call, calls, [errors,] name.
+    awk -v files="$files" '
+        function take(file, which,   line, f, n) {
+            while ((getline line < file) > 0) {
+                n = split(line, f)
+                if (n < 5 || f[1] !~ /^[0-9.]+$/ || f[n] == "total") continue
+                calls[f[n], which] += f[4]; names[f[n]] = 1
+                if (n == 6) errors[f[n], which] += f[5]
+                total[which] += f[4]
+            }
+        }
+        BEGIN {
+            take(ARGV[1], "e"); take(ARGV[2], "f"); take(ARGV[3], "o"); take(ARGV[4], "z")
+            for (s in names) if (calls[s, "e"] / files >= 0.01 || calls[s, "f"] / files >= 0.01)
+                printf "  %-14s %7.2f %7.2f%s\n", s, calls[s, "e"] / files, calls[s, "f"] / files,
+                    errors[s, "e"] ? sprintf("   (%.2f failed)", errors[s, "e"] / files) : ""
+            printf "  %-14s %7.2f %7.2f\n", "(all)", total["e"] / files, total["f"] / files
+            printf "system calls of a one-symbol run: %d, of the empty program: %d\n", total["o"], total["z"]
+            ARGV[1] = ARGV[2] = ARGV[3] = ARGV[4] = ""
+        }' "$work/strace.entgen" "$work/strace.floor" "$work/strace.one" "$work/strace.empty" | sort -k1,1 -s
+else
+    echo "strace is missing: no profile of system calls"
+fi
+
+awk -v l25="${W[lib2500]}" -v l10="${W[lib10000]}" -v f10="${W[floor10000]}" \
+    -v one="${W[one]}" -v empty="${W[empty]}" -v s25="${W[scrivet2500]}" -v s10="${W[scrivet10000]}" \
+    -v peak="$peak" -v models="$models" '
+function check(what, value, limit, unit) {
+    ok = value <= limit
+    printf "  %-44s %8.3f%s (at most %s%s) %s\n", what, value, unit, limit, unit, ok ? "ok" : "MISSED"
+    failed += !ok
+}
 BEGIN {
-    ratio = b / a
-    allowed = limit * n / m / 4
-    printf "%d symbols cost %.2f times %d symbols (at most %.2f allowed)\n", n, ratio, m, allowed
-    exit ratio > allowed
+    print "targets:"
+    check("T(10,000) / T(2,500)", l10 / l25, 4.4, "")
+    check("entgen / floor at 10,000 symbols", l10 / f10, 2, "")
+    check("one-symbol run less the empty program", one - empty, 0.5, " ms")
+    # Above a run beside a list of one line: the cost of the list alone.
+    check("list of 10,000 DIR lines / of 2,500", (s10 - one) / (s25 - one), 4.4, "")
+    check("peak memory of the 10,000-symbol run", peak / 1024, 64, " MB")
+    exit failed > 0
 }'
