@@ -53,32 +53,35 @@ Pool* findPool(int id) {
     return nullptr;
 }
 
-// A new block of `size` bytes at the head of the pool's list; when that
-// much can't be had, half as much, as long as it still holds `need`.
-void addBlock(Pool* p, size_t size, size_t need) {
+// A new block of `size` bytes; when that much can't be had, half as much,
+// as long as it still holds `need`. It goes at the head of the pool's list,
+// where pieces are taken from, or, with `behind`, second: a piece larger
+// than a block has a block of its own and leaves the head to the others.
+Block* addBlock(Pool* p, size_t size, size_t need, bool behind) {
     for (;;) {
         if (void* raw = ktMem_HeapV.malloc(sizeof(Block) + size)) {
             auto* b = static_cast<Block*>(raw);
             b->base = b->free = static_cast<char*>(raw) + sizeof(Block);
             b->left = size;
-            b->next = p->blocks;
-            p->blocks = b;
-            return;
+            Block** at = behind && p->blocks ? &p->blocks->next : &p->blocks;
+            b->next = *at;
+            *at = b;
+            return b;
         }
         if (size / 2 < need) outOfMemory();
         size /= 2;
     }
 }
 
-void* take(Pool* p, size_t size) {
-    for (Block* b = p->blocks; b; b = b->next)
-        if (b->left >= size) {
-            void* piece = b->free;
-            b->free += size;
-            b->left -= size;
-            return piece;
-        }
-    return nullptr;
+// Pieces come from the newest block only: the older ones are as good as
+// full, and looking through them made every allocation cost as much as the
+// pool was large.
+void* take(Block* b, size_t size) {
+    if (!b || b->left < size) return nullptr;
+    void* piece = b->free;
+    b->free += size;
+    b->left -= size;
+    return piece;
 }
 
 }  // namespace
@@ -100,11 +103,9 @@ void* iwballoc(int pool, size_t size) {
         iwmsghndlr(IW_ERROR, IWM_NOPOOL, pool);
         ktAbort(0);
     }
-    if (size > p->blocksize) addBlock(p, size, size);
-    for (;;) {
-        if (void* piece = take(p, size)) return piece;
-        addBlock(p, p->blocksize, size);
-    }
+    if (size > p->blocksize) return take(addBlock(p, size, size, true), size);
+    if (void* piece = take(p->blocks, size)) return piece;
+    return take(addBlock(p, p->blocksize, size, false), size);
 }
 
 void iwbfree(int pool) {

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "kterr.h"
 #include "ktex.h"
@@ -234,6 +235,73 @@ int ktSpFmtParse(const char* format, ktSpFmtFunc callback, void* data) {
     }
     // A tail of the format is already terminated: hand it on uncopied.
     if (p > run) return parse.text(run);
+    return result;
+}
+
+// A compiled format is one block: this head, the pieces, then their texts
+// and a copy of the format, to which the pieces point.
+struct ktSpFmtProg {
+    int count;
+    ktSpFmtDesc* pieces;
+};
+
+namespace {
+struct Recorded {
+    ktSpFmtDesc desc;
+    std::string text, flags, conv;
+    size_t rest;  // offset of `rest` in the format, for an invalid piece
+};
+
+int recordPiece(const ktSpFmtDesc* d, void* data) {
+    auto* pieces = static_cast<std::vector<Recorded>*>(data);
+    Recorded r{*d, d->text ? d->text : "", d->flags ? d->flags : "", d->conv ? d->conv : "",
+               d->rest ? static_cast<size_t>(d->rest - d->orig) : 0};
+    pieces->push_back(std::move(r));
+    return 1;
+}
+
+char* place(char*& at, const std::string& text) {
+    char* s = static_cast<char*>(std::memcpy(at, text.c_str(), text.size() + 1));
+    at += text.size() + 1;
+    return s;
+}
+}  // namespace
+
+ktSpFmtProg* ktSpFmtCompile(const char* format) {
+    if (!format) return nullptr;
+    std::vector<Recorded> pieces;
+    ktSpFmtParse(format, recordPiece, &pieces);
+    const size_t length = std::strlen(format);
+    size_t chars = length + 1;
+    for (const Recorded& r : pieces) chars += r.text.size() + r.flags.size() + r.conv.size() + 3;
+    const size_t head = sizeof(ktSpFmtProg) + pieces.size() * sizeof(ktSpFmtDesc);
+    auto* prog = static_cast<ktSpFmtProg*>(ktMemMalloc(head + chars, "ktSpFmtProg"));
+    prog->count = static_cast<int>(pieces.size());
+    prog->pieces = reinterpret_cast<ktSpFmtDesc*>(prog + 1);
+    char* at = reinterpret_cast<char*>(prog) + head;
+    const char* orig = place(at, format);
+    for (size_t i = 0; i < pieces.size(); ++i) {
+        const Recorded& r = pieces[i];
+        ktSpFmtDesc& d = prog->pieces[i];
+        d = r.desc;
+        d.orig = orig;
+        d.rest = r.desc.rest ? orig + r.rest : nullptr;
+        d.text = r.desc.text ? place(at, r.text) : nullptr;
+        d.flags = r.desc.flags ? place(at, r.flags) : nullptr;
+        d.conv = r.desc.conv ? place(at, r.conv) : nullptr;
+    }
+    return prog;
+}
+
+void ktSpFmtProgFree(ktSpFmtProg* prog) {
+    if (prog) ktMemFree(prog);
+}
+
+int ktSpFmtProgRun(const ktSpFmtProg* prog, ktSpFmtFunc callback, void* data) {
+    if (!prog || !callback) return 0;
+    int result = 0;
+    for (int i = 0; i < prog->count; ++i)
+        if ((result = callback(&prog->pieces[i], data)) == 0) return 0;
     return result;
 }
 
@@ -568,21 +636,45 @@ void releaseStaticBuffers(void*) {
 
 }  // namespace
 
-int ktSprintfVa2(char* buf, size_t size, size_t* needed, const char* format, va_list args) {
-    if (!buf || !format || size < 1) return -1;
+namespace {
+// A format as text, parsed at each pass, or compiled.
+struct Source {
+    const char* format;
+    const ktSpFmtProg* prog;
+    void run(Formatter* f) const {
+        if (prog)
+            ktSpFmtProgRun(prog, formatPiece, f);
+        else
+            ktSpFmtParse(format, formatPiece, f);
+    }
+};
+
+int formatVa2(char* buf, size_t size, size_t* needed, const Source& src, va_list args) {
     Formatter f;
     f.out.buf = buf;
     f.out.size = size;
     va_copy(f.args.ap, args);
-    ktSpFmtParse(format, formatPiece, &f);
+    src.run(&f);
     if (f.stage == Formatter::kNote) {
         f.out.count = 0;
         f.stage = Formatter::kFromTable;
-        ktSpFmtParse(format, formatPiece, &f);
+        src.run(&f);
     }
     buf[f.out.count < size ? f.out.count : size - 1] = '\0';
     if (needed) *needed = f.out.count + 1;
     return f.out.failed || f.out.count >= size ? -1 : 0;
+}
+}  // namespace
+
+int ktSprintfVa2(char* buf, size_t size, size_t* needed, const char* format, va_list args) {
+    if (!buf || !format || size < 1) return -1;
+    return formatVa2(buf, size, needed, Source{format, nullptr}, args);
+}
+
+int ktSprintfProgVa2(char* buf, size_t size, size_t* needed, const ktSpFmtProg* prog,
+                     va_list args) {
+    if (!buf || !prog || size < 1) return -1;
+    return formatVa2(buf, size, needed, Source{nullptr, prog}, args);
 }
 
 int ktSprintf(char* buf, size_t size, const char* format, ...) {
@@ -593,8 +685,8 @@ int ktSprintf(char* buf, size_t size, const char* format, ...) {
     return r;
 }
 
-char* ktSprintfStaticVa(const char* format, va_list args) {
-    if (!format) return nullptr;
+namespace {
+char* formatStatic(const Source& src, va_list args) {
     if (!workV) {
         workV = static_cast<char*>(ktMemMalloc(kWorkStart, "ktStaticBuffer"));
         workSizeV = kWorkStart;
@@ -605,7 +697,7 @@ char* ktSprintfStaticVa(const char* format, va_list args) {
     for (size_t k = 1;;) {
         VaList copy;
         va_copy(copy.ap, args);
-        r = ktSprintfVa2(workV, workSizeV, &needed, format, copy.ap);
+        r = formatVa2(workV, workSizeV, &needed, src, copy.ap);
         // A text cut with room to spare had a conversion refused: keep it.
         if (r == 0 || needed <= workSizeV) break;
         if (needed * k > workSizeV) {
@@ -625,6 +717,17 @@ char* ktSprintfStaticVa(const char* format, va_list args) {
     // The text may hold a zero from %c, so copy by its count.
     std::memcpy(resultV, workV, r == 0 ? needed : std::strlen(workV) + 1);
     return resultV;
+}
+}  // namespace
+
+char* ktSprintfStaticVa(const char* format, va_list args) {
+    if (!format) return nullptr;
+    return formatStatic(Source{format, nullptr}, args);
+}
+
+char* ktSprintfStaticProgVa(const ktSpFmtProg* prog, va_list args) {
+    if (!prog) return nullptr;
+    return formatStatic(Source{nullptr, prog}, args);
 }
 
 char* ktSprintfStatic(const char* format, ...) {

@@ -67,6 +67,17 @@ typedef int (*ktSpFmtFunc)(const ktSpFmtDesc* desc, void* data);
 // (and for a null format or callback).
 int ktSpFmtParse(const char* format, ktSpFmtFunc callback, void* data);
 
+// A format parsed once, for one that is used many times (a message text):
+// its pieces as the parser delivers them, with their texts. Running it hands
+// the callback the same pieces, in the same order, with the same result as
+// ktSpFmtParse of the format, without parsing again.
+struct ktSpFmtProg;
+// Null for a null format. A bad format compiles too: its run ends in the
+// same invalid piece.
+ktSpFmtProg* ktSpFmtCompile(const char* format);
+void ktSpFmtProgFree(ktSpFmtProg* prog);
+int ktSpFmtProgRun(const ktSpFmtProg* prog, ktSpFmtFunc callback, void* data);
+
 const char* ktSpFmtOrigStr(const ktSpFmtDesc* desc);
 // The rest of the format for an invalid piece, else the piece's text.
 const char* ktSpFmtDescStr(const ktSpFmtDesc* desc);
@@ -86,11 +97,15 @@ int ktSpFmtArgIs(const ktSpFmtDesc* desc);
 // `buf` or `format` is null or `size` is 0.
 int ktSprintfVa2(char* buf, size_t size, size_t* needed, const char* format, va_list args);
 int ktSprintf(char* buf, size_t size, const char* format, ...);
+// The same with a compiled format.
+int ktSprintfProgVa2(char* buf, size_t size, size_t* needed, const ktSpFmtProg* prog,
+                     va_list args);
 
 // The whole text however long, in a buffer the library owns: good until the
 // next call, which may take it as an argument. Null for a null format.
 char* ktSprintfStatic(const char* format, ...);
 char* ktSprintfStaticVa(const char* format, va_list args);
+char* ktSprintfStaticProgVa(const ktSpFmtProg* prog, va_list args);
 
 // "%d" of `value`, in a buffer the next call overwrites.
 char* ktCvtIntStr(int value);

@@ -62,6 +62,7 @@ struct CacheEntry {
     int number;
     char* text;
     int capacity;       // bytes of `text`
+    ktSpFmtProg* prog;  // the text parsed once, when it was read
     CacheEntry* hnext;  // hash chain; also the free list
     CacheEntry* hprev;
     CacheEntry* older;  // recency list
@@ -387,7 +388,10 @@ void linkNewest(CacheEntry* e) {
 void releaseCache() {
     Cache& c = cache;
     if (!c.entries) return;
-    for (int i = 0; i < kCacheSize; ++i) ktMemFree(c.entries[i].text);
+    for (int i = 0; i < kCacheSize; ++i) {
+        ktMemFree(c.entries[i].text);
+        ktSpFmtProgFree(c.entries[i].prog);
+    }
     ktMemFree(c.entries);
     c = Cache{};
 }
@@ -440,6 +444,8 @@ void forgetEntries(const ktMsgHandle* h) {
         unlinkChain(e);
         unlinkRecency(e);
         e->file = nullptr;
+        ktSpFmtProgFree(e->prog);
+        e->prog = nullptr;
         e->hnext = c.free;
         c.free = e;
     }
@@ -475,12 +481,14 @@ const ktMsgSignature* signatureFind(const ktMsgSignatureSet* set, int number) {
     return nullptr;
 }
 
+int argsOfProg(const ktSpFmtProg* prog, ktMsgArgs* out);
+
 // A text is a format for its arguments only if it takes what its number
 // takes in the source; in a file the build didn't compile, only if it is a
 // format that writes through no argument.
-bool textFits(const ktMsgCore* c, int number, const char* text) {
+bool textFits(const ktMsgCore* c, int number, const ktSpFmtProg* prog) {
     ktMsgArgs args;
-    if (!ktMsgArgsOf(text, &args)) return false;
+    if (!argsOfProg(prog, &args)) return false;
     if (!c->signatures) return true;
     const ktMsgSignature* want = signatureFind(c->signatures, number);
     return want && std::strcmp(want->args, args.signature) == 0;
@@ -675,27 +683,33 @@ const char* ktMsgGetFilename(ktMsgHandle* handle) {
     return handle ? handle->name : nullptr;
 }
 
-int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data) {
-    if (!isOpen(handle)) invalidHandle(handle, "ktMsgText");
+namespace {
+constexpr size_t kMissingSize = 3 * KS_PATHMAX + 128;
+
+// The cache entry of a message, read from the file on a miss. Null only for
+// a message missing while KT_MSGFILEDBG is set; its stand-in text is then
+// in `missing`, of kMissingSize bytes.
+CacheEntry* fetchEntry(ktMsgHandle* handle, int number, char* missing) {
     startCache();
     if (CacheEntry* e = cacheFind(handle, number)) {
         unlinkRecency(e);
         linkNewest(e);
-        return copy(data, e->text);
+        return e;
     }
 
     ktMsgCore* c = handle->core;
     const ktMsgIndexEntry* ix = indexFind(c, number);
     if (!ix) {
         if (!debugMissing) fetchFailure(handle, KTM_MSG_NOMESSAGE, number);
-        char text[3 * KS_PATHMAX + 128];
-        ownFetchText(text, sizeof text, KTM_MSG_NOMESSAGE, number, c->path, true);
-        return copy(data, text);
+        ownFetchText(missing, kMissingSize, KTM_MSG_NOMESSAGE, number, c->path, true);
+        return nullptr;
     }
     if (ktDufsBFseek(c->fp, ix->offset, SEEK_SET) != 0)
         fetchFailure(handle, KTM_MSG_NOSEEK, number);
 
     CacheEntry* e = takeEntry();
+    ktSpFmtProgFree(e->prog);
+    e->prog = nullptr;
     if (ix->length > e->capacity) {
         ktMemFree(e->text);
         e->text =
@@ -712,26 +726,30 @@ int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data) {
         fetchFailure(handle, KTM_MSG_NOREAD, number);
     }
     e->text[length - 1] = '\0';
-    if (!textFits(c, number, e->text)) {
+    e->prog = ktSpFmtCompile(e->text);
+    if (!textFits(c, number, e->prog)) {
         e->file = nullptr;
         fetchFailure(handle, KTM_MSG_BADTEXT, number);
     }
-    return copy(data, e->text);
+    return e;
+}
+}  // namespace
+
+int ktMsgText(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data) {
+    if (!isOpen(handle)) invalidHandle(handle, "ktMsgText");
+    char missing[kMissingSize];
+    const CacheEntry* e = fetchEntry(handle, number, missing);
+    return copy(data, e ? e->text : missing);
 }
 
 int ktMsgGenerateVa(ktMsgHandle* handle, int number, ktMsgCopyFunc copy, void* data, va_list args) {
     if (!isOpen(handle)) invalidHandle(handle, "ktMsgGenerateVa");
-    // A private copy: formatting may fetch other messages (a bad format is
-    // reported from the library's file) and so reuse the cache entry.
-    struct Raw {
-        char* text = nullptr;
-        ~Raw() {
-            if (text) ktStrFree(text);
-        }
-    } raw;
-    int r = ktMsgText(handle, number, ktMsgCopyAlloc, &raw.text);
-    if (r != 0) return r;
-    char* text = ktSprintfStaticVa(raw.text, args);
+    char missing[kMissingSize];
+    const CacheEntry* e = fetchEntry(handle, number, missing);
+    // A text in the cache took its arguments when it was read, so its
+    // formatting throws nothing and fetches no other message: the entry and
+    // its parsed form stay while they are used.
+    char* text = e ? ktSprintfStaticProgVa(e->prog, args) : ktSprintfStaticVa(missing, args);
     return copy(data, text ? text : "");
 }
 
@@ -786,14 +804,27 @@ char* ktMsgStatic(ktMsgHandle* handle, int number, ...) {
     return r;
 }
 
-int ktMsgArgsOf(const char* text, ktMsgArgs* out) {
-    *out = ktMsgArgs{};
-    ArgsReader r{out};
-    ktSpFmtParse(text ? text : "", onArgsPiece, &r);
+namespace {
+int argsDone(ArgsReader& r, ktMsgArgs* out) {
     if (!r.refused && r.firstUnused())
         r.refuse("argument position %d is left out", r.firstUnused());
     if (r.refused) return 0;
     for (int i = 0; i < out->count; ++i) out->signature[i] = letterOf(out->types[i]);
     out->signature[out->count] = '\0';
     return 1;
+}
+
+int argsOfProg(const ktSpFmtProg* prog, ktMsgArgs* out) {
+    *out = ktMsgArgs{};
+    ArgsReader r{out};
+    ktSpFmtProgRun(prog, onArgsPiece, &r);
+    return argsDone(r, out);
+}
+}  // namespace
+
+int ktMsgArgsOf(const char* text, ktMsgArgs* out) {
+    *out = ktMsgArgs{};
+    ArgsReader r{out};
+    ktSpFmtParse(text ? text : "", onArgsPiece, &r);
+    return argsDone(r, out);
 }
