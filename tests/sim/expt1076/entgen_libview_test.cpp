@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "runprog.h"
 #include "tempdir.h"
 
@@ -57,6 +59,36 @@ TEST_F(LibraryView, ALineThatOnlyTheLibraryListTakesEndsTheStart) {
     EXPECT_THAT(r.err,
                 HasSubstr("entgen: Error 548:  The design database could not be started.\n"));
     EXPECT_FALSE(dir.exists("out/and2.vhd"));
+}
+
+TEST_F(LibraryView, TheMasterDatabaseDecidesWhetherTheDatabaseStarts) {
+    const std::string view = "DIR [p] ./cells (cells)\n";
+    // The text form, chosen by RDBASCII, starts it as the binary one does.
+    RunResult r = run(view, {"-d", "out", "cells:and2"}, {"RDBASCII=1"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_THAT(r.out, HasSubstr("Setting Tarnhold ASCII mode to ON..."));
+    EXPECT_TRUE(dir.exists("out/and2.vhd"));
+
+    // A text master in the current directory wins the search; one that
+    // doesn't parse ends the start like a missing one.
+    dir.write("rd520.mdb", "master rd520 {\n  database System\n");
+    r = run(view, {"-o", "-d", "out", "cells:and2"}, {"RDBASCII=1"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("larkmoor: Error 417:"));
+    EXPECT_THAT(r.err,
+                HasSubstr("entgen: Error 548:  The design database could not be started.\n"));
+
+    // No master database anywhere: the message files alone along KDIR.
+    dir.mkdir("support");
+    for (const char* f : {"entgen.kmb", "larkmoor.kmb", "ktlib.kmb"})
+        std::filesystem::copy_file(std::string(ENTGEN_SHARE_DIR) + "/" + f,
+                                   dir.path(std::string("support/") + f));
+    r = run(view, {"-o", "-d", "out", "cells:and2"}, {"KDIR=" + dir.path("support")});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("Could not open file: rd520.bdb\nlarkmoor: Error 417:  The "
+                                 "project database could not be started (status 20).\n"));
+    EXPECT_THAT(r.err,
+                HasSubstr("entgen: Error 548:  The design database could not be started.\n"));
 }
 
 }  // namespace
