@@ -24,7 +24,9 @@ TEST(HostValues, TheNodeNameWholeOrCut) {
     EXPECT_EQ(ksSysinfo(KS_SI_HOSTNAME, small, sizeof small), static_cast<long>(node.size() + 1));
     EXPECT_EQ(std::string(small), node.substr(0, 2));
     EXPECT_EQ(ksSysinfo(99, buf, sizeof buf), -1);
-    if (node.size() < 64) EXPECT_EQ(std::string(ksGethostname()), node);
+    if (node.size() < 64) {
+        EXPECT_EQ(std::string(ksGethostname()), node);
+    }
 }
 
 TEST(HostValues, TheIdentifierIsANumberThatStays) {
