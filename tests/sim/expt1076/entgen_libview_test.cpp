@@ -4,6 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+
 #include "runprog.h"
 #include "tempdir.h"
 
@@ -57,6 +62,61 @@ TEST_F(LibraryView, ALineThatOnlyTheLibraryListTakesEndsTheStart) {
     EXPECT_THAT(r.err,
                 HasSubstr("entgen: Error 548:  The design database could not be started.\n"));
     EXPECT_FALSE(dir.exists("out/and2.vhd"));
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// The example library as a plain library and packed into a mega library
+// ("packed", under the library name "cells"), with index records padded
+// to 30 bytes; `front` stands first in the index. Returns the symbols'
+// names, in the order of the data file.
+std::set<std::string> pack(const TempDir& dir, const std::string& front = "") {
+    const std::string from = ENTGEN_EXAMPLES_DIR "/cells/sym/";
+    std::set<std::string> names;
+    for (const auto& e : std::filesystem::directory_iterator(from))
+        names.insert(e.path().filename().string());
+    std::string data, index = front;
+    for (const std::string& name : names) {
+        dir.write("cells/sym/" + name, readFile(from + name));
+        std::string rec = name + " " + std::to_string(data.size());
+        index += rec + std::string(30 - rec.size(), ' ');
+        data += readFile(from + name);
+    }
+    dir.write("packed/sym.lib", data);
+    dir.write("packed/sym.tbl", index);
+    return names;
+}
+
+TEST_F(LibraryView, APackedSymbolTranslatesAsThePlainOne) {
+    dir.write("entgen.ini", readFile(ENTGEN_EXAMPLES_DIR "/entgen.ini"));
+    const std::set<std::string> names = pack(dir);
+    ASSERT_EQ(names.size(), 8u);
+    const std::string plainView = "DIR [p] ./cells (cells)\n";
+    const std::string packedView = "DIR [p] ./work (work)\nDIR [m] ./packed (cells)\n";
+    // The model of `name` written by a run on `view`, or the run's errors.
+    auto model = [&](const std::string& view, const std::string& name, const std::string& cache) {
+        const std::string out = "out" + cache;
+        RunResult r = run(view, {"-o", "-d", out, "cells:" + name}, {"RDBMEGACACHE=" + cache});
+        const std::string base = name.substr(0, name.find('.'));
+        return r.status == 0 ? readFile(dir.path(out + "/" + base + ".vhd")) : r.err;
+    };
+    for (const std::string& name : names) {
+        const std::string plain = model(plainView, name, "1");
+        EXPECT_NE(plain.find("end "), std::string::npos) << plain;
+        EXPECT_EQ(model(packedView, name, "1"), plain) << name;
+        EXPECT_EQ(model(packedView, name, "0"), plain) << name;
+    }
+    // A record that begins with the wanted name and stands first is taken
+    // only when the index isn't cached: inv.1 then reads as and2.1.
+    pack(dir, "inv.10 0" + std::string(22, ' '));
+    const std::string inv = model(plainView, "inv.1", "1");
+    EXPECT_EQ(model(packedView, "inv.1", "1"), inv);
+    const std::string off = model(packedView, "inv.1", "0");
+    EXPECT_NE(off, inv);
+    EXPECT_NE(off.find("B : IN bit"), std::string::npos) << off;
 }
 
 }  // namespace
