@@ -427,9 +427,11 @@ int rdbiCloseObj(rdbObject* object, uint32_t mode) {
     // A mega index keeps its table through a change of mode.
     if ((object->flags & rdbiFlagMEGA_INDEX) && !(mode & rdbModeMEGAINDEX))
         rdbiMegaFreeIndx(object);
+    // A file opened to keep its lock keeps it through the close.
+    const uint32_t keepLock = object->mode & rdbModeKEEPLOCK;
     closeHandle(object, mode);
     object->mode = 0;
-    int st = rdbiRemoveLockObj(object, mode, 1);
+    int st = rdbiRemoveLockObj(object, mode | keepLock, 1);
     if (st != rdbStatOK && !(mode & rdbModeFREE)) return st;
     object->state = 1;
     if (object->parent && (object->parent->flags & rdbFlagMETADATA))

@@ -111,6 +111,16 @@ TEST_F(Locks, TakenForWritingAndGoneAtTheClose) {
     EXPECT_EQ(rdbLockInfo.state, rdbLockStateINUSE);  // this process's own: no orphan
     EXPECT_EQ(rdbCloseObj(o, 0), 0);
     EXPECT_FALSE(locked());
+    // Asked to be kept, a lock outlives the close, and this process may
+    // take it again.
+    o = open(rdbModeRW | rdbModeKEEPLOCK, &st);
+    ASSERT_NE(o, nullptr);
+    EXPECT_EQ(rdbCloseObj(o, 0), 0);
+    EXPECT_EQ(cwd.read("lock/notes.txt").substr(0, 9), "State: 1\n");
+    o = open(rdbModeRW, &st);
+    ASSERT_NE(o, nullptr) << st;
+    EXPECT_EQ(rdbCloseObj(o, 0), 0);
+    EXPECT_FALSE(locked());
 }
 
 TEST_F(Locks, OfTwoProcessesOneWins) {
