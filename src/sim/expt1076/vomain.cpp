@@ -7,6 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "entgen_msg.h"
 #include "iwsession.h"
@@ -98,6 +101,10 @@ void vosinglerun() {
     voexit(5);
 }
 
+namespace {
+void dropVersions();
+}
+
 int volibraryrun() {
     libname = vo->cmdl->name;
     if (!qlm_library_exists(libname)) {
@@ -106,6 +113,7 @@ int volibraryrun() {
         voexit(5);
     }
     qfm_file_loop(libname, 1, "*", "*", volibfile, nullptr);
+    dropVersions();
     if (vo->cmdl->writeini) vowritini();
     // Each symbol replaced vocmdl.name; the library's own string is ours.
     if (libname != vo->cmdl->name) vostfree(libname);
@@ -115,9 +123,9 @@ int volibraryrun() {
 }
 
 namespace {
-// Up to this version the lower ones are asked for one by one; above it the
-// library's files of the symbol are walked instead, so that a file named
-// "x.4000000000" costs one walk and not billions of searches.
+// Up to this version the lower ones are asked for one by one; above it only
+// the versions the library's files have are asked for, so that a file named
+// "x.4000000000" costs no billions of searches.
 constexpr long kAskedVersions = 64;
 
 bool versionExists(const char* base, long version) {
@@ -142,15 +150,47 @@ int isLowerVersion(const char* file, void* data) {
     return v >= 1 && v < want->below && versionExists(want->base, v);
 }
 
+// The numbered versions of every symbol of the library, by name, from one
+// walk of the library made at the first symbol that needs them: walking
+// the library again for each such symbol made the run cost the square of
+// the library's size. The library's symbol files don't change during the
+// run (the models go elsewhere).
+std::unordered_map<std::string, std::vector<long>>* versions = nullptr;
+
+int collectVersion(const char* file, void*) {
+    char base[KS_PATHMAX] = "", ext[KS_PATHMAX] = "";
+    if (ksParse(file, nullptr, nullptr, base, ext) != KS_OK || !ktStrIsnum(ext)) return 0;
+    long v = std::strtol(ext, nullptr, 10);
+    if (v >= 1) (*versions)[base].push_back(v);
+    return 0;
+}
+
 // True when a lower numbered version of the symbol exists in the library.
 bool lowerVersionExists(const char* base, long version) {
-    if (version > kAskedVersions) {
+    if (version > kAskedVersions && std::strpbrk(base, "*?")) {
+        // A name with a wildcard is no key of the table: its own walk.
         LowerVersion want{base, version};
         return qfm_file_loop(libname, QFM_SYMBOL, base, "*", isLowerVersion, &want) == 1;
+    }
+    if (version > kAskedVersions) {
+        if (!versions) {
+            versions = new std::unordered_map<std::string, std::vector<long>>;
+            qfm_file_loop(libname, QFM_SYMBOL, "*", "*", collectVersion, nullptr);
+        }
+        auto found = versions->find(base);
+        if (found == versions->end()) return false;
+        for (long v : found->second)
+            if (v < version && versionExists(base, v)) return true;
+        return false;
     }
     for (long i = 1; i < version; ++i)
         if (versionExists(base, i)) return true;
     return false;
+}
+
+void dropVersions() {
+    delete versions;
+    versions = nullptr;
 }
 }  // namespace
 
