@@ -8,6 +8,8 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <unordered_map>
 
 #include "iwmem.h"
 #include "iwmsg.h"
@@ -23,6 +25,7 @@
 #include "ktsym.h"
 #include "larkmoor_msg.h"
 #include "rdb_api.h"
+#include "rdb_view.h"
 
 int Iinitdone = 0;
 int Iexpand = 0;
@@ -90,11 +93,28 @@ int failInit() {
     return 0;
 }
 
+// Iliblist by path in capitals, so that a project of thousands of
+// libraries is entered in time that grows with their number only.
+std::unordered_map<std::string, iwlib*>* libIndex = nullptr;
+
+std::string libKey(const char* path) {
+    std::string k = path;
+    for (char& c : k)
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    return k;
+}
+
+void forgetLibIndex() {
+    delete libIndex;
+    libIndex = nullptr;
+}
+
 void freeLibraries() {
     while (iwlib* l = Iliblist) {
         Iliblist = l->next;
         ktMemFree(l);
     }
+    forgetLibIndex();
 }
 
 }  // namespace
@@ -110,6 +130,7 @@ int iwinit() {
     Icombine_hetero = 0;
     IprojectIod = nullptr;
     Iliblist = nullptr;
+    forgetLibIndex();
     iwmsgclose();
     ktBusExpandRepsep(" ,");
     Idatamem = iwbinit(8192);
@@ -220,12 +241,18 @@ int iwinidone(const char* name) {
 
 void iwaddlibs() {
     int status = 0;
-    for (rdbObject* lib = rdbFindNextLib(IprojectIod, nullptr, "*", &status); lib;
-         lib = rdbFindNextLib(IprojectIod, lib, "*", &status)) {
+    // The libraries in the order of the view's search paths. The walk holds
+    // its place in the list, where asking for the library after the last
+    // one would look for that one's place from the start each time.
+    rdbObject* lib = rdbFindNextLib(IprojectIod, nullptr, "*", &status);
+    rdbSearchPath* at = lib ? rdbGetSPID(IprojectIod, lib, &status) : nullptr;
+    while (lib) {
         // The path comes back as a pooled copy.
         char* path = reinterpret_cast<char*>(rdbGetObjProp(lib, 7, &status));
         if (iwlib* rec = imclib(path)) rec->object = lib;
         if (path) ktStrFree(path);
+        at = rdbFindNextSPath(IprojectIod, at, 0, "*", &status);
+        lib = at ? at->object : nullptr;
     }
 }
 
@@ -246,13 +273,19 @@ iwlib* imclib(const char* text) {
         iwmsghndlr(IW_WARNING, IWM_LIBSKIPPED, "imclibgrp");
         return nullptr;
     }
-    for (iwlib* l = Iliblist; l; l = l->next)
-        if (ktStrIcmp(l->path, text) == 0) return l;
+    if (!libIndex) {
+        // Built from the list as it stands: entered first, found first.
+        libIndex = new std::unordered_map<std::string, iwlib*>;
+        for (iwlib* l = Iliblist; l; l = l->next) libIndex->emplace(libKey(l->path), l);
+    }
+    auto [slot, added] = libIndex->emplace(libKey(text), nullptr);
+    if (!added) return slot->second;
     auto* l = static_cast<iwlib*>(ktMemMalloc(sizeof(iwlib), "Lark:imclib()"));
     l->kind = IW_KLIB;
     l->object = nullptr;
     l->path = iwmkname(text);
     l->next = Iliblist;
     Iliblist = l;
+    slot->second = l;
     return l;
 }

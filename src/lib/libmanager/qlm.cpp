@@ -6,7 +6,10 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include "kspath.h"
 #include "ktmem.h"
@@ -16,6 +19,34 @@ int qlm_errno = 0;
 
 namespace {
 kqLibDirectory* list_ = nullptr;
+
+// Indexes of the list, so that neither a line read nor a library looked
+// up costs as much as the list is long: a list of thousands of lines is
+// read again for each name of the command line, and a library is looked
+// up for each of its symbols.
+struct Index {
+    kqLibDirectory* tail = nullptr;                                  // last of the list
+    std::unordered_map<std::string, std::vector<kqLibDirectory*>> byPath;  // given path
+    // By alias in capitals: the entries in list order, and the last one
+    // read, the end of the alias's chain.
+    std::unordered_map<std::string, std::vector<kqLibDirectory*>> byAlias;
+    std::unordered_map<std::string, kqLibDirectory*> chainEnd;
+    uint32_t numbers = 0;  // ranks taken, bit by rank (0 to 20)
+    int primaries = 0;
+};
+Index* index_ = nullptr;
+
+Index& index() {
+    if (!index_) index_ = new Index;
+    return *index_;
+}
+
+std::string aliasKey(const char* alias) {
+    std::string k = alias;
+    for (char& c : k)
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    return k;
+}
 
 bool isSeparator(char c) {
     return c == ' ' || c == '\t' || c == '\b' || c == '\r' || c == '\n' || c == '\v';
@@ -102,10 +133,12 @@ Access letterAccess(std::string_view t) {
 
 // The entry that this very line made before, if any.
 kqLibDirectory* twinOf(const char* path, const char* alias, const Access& a) {
-    for (kqLibDirectory* d = list_; d; d = d->next)
-        if (d->number == a.number && d->flags == a.flags && std::strcmp(d->givenpath, path) == 0 &&
-            sameAlias(d->name, alias))
-            return d;
+    // Entries of one path are held in the order they were read, which is
+    // the list's order but for ranks; and of a rank there is only one.
+    auto found = index().byPath.find(path);
+    if (found == index().byPath.end()) return nullptr;
+    for (kqLibDirectory* d : found->second)
+        if (d->number == a.number && d->flags == a.flags && sameAlias(d->name, alias)) return d;
     return nullptr;
 }
 
@@ -113,29 +146,42 @@ kqLibDirectory* twinOf(const char* path, const char* alias, const Access& a) {
 int listRule(const Access& a) {
     if (list_ && (list_->number >= 0) != a.numeric) return QLM_MIXED;
     if (a.status) return a.status;
-    for (kqLibDirectory* d = list_; d; d = d->next) {
-        if (a.numeric && d->number == a.number) return QLM_SAMENUMBER;
-        if (!a.numeric && (a.flags & QLM_PRIMARY) && (d->flags & QLM_PRIMARY))
-            return QLM_SECONDPRIMARY;
-    }
+    if (a.numeric && a.number >= 0 && a.number <= 20 && (index().numbers >> a.number & 1u))
+        return QLM_SAMENUMBER;
+    if (!a.numeric && (a.flags & QLM_PRIMARY) && index().primaries > 0) return QLM_SECONDPRIMARY;
     return 0;
 }
 
+// Ranked entries go in by rank (there are at most 21 of them), the others
+// at the end. An entry with an alias joins the end of the alias's chain.
 void link(kqLibDirectory* rec) {
-    kqLibDirectory** at = &list_;
-    if (rec->number >= 0)
+    Index& x = index();
+    kqLibDirectory** at = x.tail ? &x.tail->next : &list_;
+    if (rec->number >= 0) {
+        at = &list_;
         while (*at && (*at)->number < rec->number) at = &(*at)->next;
-    else
-        while (*at) at = &(*at)->next;
+        if (rec->number <= 20) x.numbers |= 1u << rec->number;
+    }
     rec->next = *at;
     *at = rec;
+    if (!rec->next) x.tail = rec;
+    if (rec->flags & QLM_PRIMARY) ++x.primaries;
+    x.byPath[rec->givenpath].push_back(rec);
     if (!rec->name) return;
-    for (kqLibDirectory* d = list_; d; d = d->next) {
-        if (d == rec || !sameAlias(d->name, rec->name)) continue;
-        while (d->nextlib) d = d->nextlib;
-        d->nextlib = rec;
-        return;
-    }
+    const std::string key = aliasKey(rec->name);
+    std::vector<kqLibDirectory*>& same = x.byAlias[key];
+    // In list order: before the first of a higher rank.
+    auto pos = same.end();
+    if (rec->number >= 0)
+        for (auto it = same.begin(); it != same.end(); ++it)
+            if ((*it)->number > rec->number) {
+                pos = it;
+                break;
+            }
+    same.insert(pos, rec);
+    kqLibDirectory*& end = x.chainEnd[key];
+    if (end) end->nextlib = rec;
+    end = rec;
 }
 
 void release(kqLibDirectory* d) {
@@ -241,8 +287,18 @@ kqLibDirectory* qlm_id_next_libdir(const kqLibDirectory* id, const char* alias) 
     // The list's order, not the reading order of the alias chain: a
     // library's directories are searched by rank, and a directory read
     // before one of a lower number is still reached.
-    for (kqLibDirectory* d = id ? id->next : list_; d; d = d->next)
-        if (d->name && ktStrIcmp(d->name, alias) == 0) return d;
+    if (id && !(id->name && ktStrIcmp(id->name, alias) == 0)) {
+        for (kqLibDirectory* d = id->next; d; d = d->next)
+            if (d->name && ktStrIcmp(d->name, alias) == 0) return d;
+        return nullptr;
+    }
+    if (!index_) return nullptr;
+    auto found = index_->byAlias.find(aliasKey(alias));
+    if (found == index_->byAlias.end()) return nullptr;
+    const std::vector<kqLibDirectory*>& same = found->second;
+    if (!id) return same.empty() ? nullptr : same.front();
+    for (size_t i = 0; i + 1 < same.size(); ++i)
+        if (same[i] == id) return same[i + 1];
     return nullptr;
 }
 
@@ -251,4 +307,6 @@ void qlm_free_all() {
         list_ = d->next;
         release(d);
     }
+    delete index_;
+    index_ = nullptr;
 }

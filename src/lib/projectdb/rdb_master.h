@@ -301,6 +301,7 @@ struct rdbView {
     rdbView* prev;
     rdbObject* iniObject;  // the open ini file of an object's view
     rdbProperty* properties;
+    rdbSearchPath* lastSPath;  // the last of spaths, behind which the next one goes
 };
 
 struct rdbClass {

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <unordered_map>
 
 #include "kspath.h"
 #include "ktmem.h"
@@ -48,14 +49,49 @@ rdbView* copyViews(const rdbView* views) {
     return head;
 }
 
+// The last child of the parent that objects were last put under: a project
+// of thousands of libraries gets them one behind the other, and finding
+// its end from the start each time cost the square of their number. Any
+// object that leaves a list or is freed makes it forget what it knew.
+struct LastChild {
+    const rdbObject* parent = nullptr;
+    rdbObject* last = nullptr;
+} lastChild;
+
+void forgetLastChild(const rdbObject* object) {
+    if (object == lastChild.parent || object == lastChild.last) lastChild = LastChild{};
+}
+
+// How often each path was given to an object, since the start of the run.
+// A path given once belongs to one object only, which then has no twin to
+// look for among its siblings.
+std::unordered_map<std::string, uint32_t>* pathUses = nullptr;
+
+void notePath(const char* path) {
+    if (!path || !*path) return;
+    if (!pathUses) pathUses = new std::unordered_map<std::string, uint32_t>;
+    ++(*pathUses)[path];
+}
+
+bool pathUnique(const char* path) {
+    if (!path || !*path || !pathUses) return false;
+    auto found = pathUses->find(path);
+    return found != pathUses->end() && found->second == 1;
+}
+
 bool linked(const rdbObject* object) {
     if (!object->parent) return false;
+    // Only an object in a list has a sibling; the last of a list has none.
+    if (object->sibling) return true;
+    if (lastChild.parent == object->parent && lastChild.last && !lastChild.last->sibling)
+        return lastChild.last == object;
     for (const rdbObject* c = object->parent->firstChild; c; c = c->sibling)
         if (c == object) return true;
     return false;
 }
 
 void unlinkFromParent(rdbObject* object) {
+    forgetLastChild(object);
     rdbObject* parent = object->parent;
     if (!parent) return;
     for (rdbObject** link = &parent->firstChild; *link; link = &(*link)->sibling) {
@@ -98,9 +134,16 @@ void rdbiFindInsertPoint(rdbObject* object) {
     if (!object->parent || linked(object)) return;
     uint32_t sortMode = object->database ? object->database->sortMode : rdbSortModeNONE;
     rdbObject** link = &object->parent->firstChild;
+    // Unsorted, an object goes behind all others: behind the known last.
+    const uint32_t key = sortMode & 15;
+    const bool unsorted = key != rdbSortModeNAME && key != rdbSortModeMOD &&
+                          key != rdbSortModeVER && key != rdbSortModeDATE;
+    if (unsorted && lastChild.parent == object->parent && lastChild.last)
+        link = &lastChild.last->sibling;
     while (*link && !before(object, *link, sortMode)) link = &(*link)->sibling;
     object->sibling = *link;
     *link = object;
+    if (unsorted && !object->sibling) lastChild = LastChild{object->parent, object};
 }
 
 void closeHandle(rdbObject* object, uint32_t mode) {
@@ -113,6 +156,7 @@ void closeHandle(rdbObject* object, uint32_t mode) {
 }
 
 void freeRecord(rdbObject* object) {
+    forgetLastChild(object);
     while (rdbObject* child = object->firstChild) {
         object->firstChild = child->sibling;
         child->parent = nullptr;
@@ -341,6 +385,7 @@ rdbObject* rdbiNewObj(rdbObject* parent, rdbClass* cls, const char* name, const 
     o->modifier = ktStrCpy(modifier);
     o->version = version;
     o->path = ktStrCpy(path);
+    notePath(o->path);
     o->properties = rdbiCopyProperties(cls->properties);
     o->views = copyViews(cls->views);
     o->parent = parent;
@@ -371,12 +416,15 @@ rdbObject* rdbiOpenObj(rdbObject* object, uint32_t mode, int* status) {
             if (rdbiAbsRpath(object->path, abs) == rdbStatOK) {
                 ktStrFree(object->path);
                 object->path = ktStrCpy(abs);
+                notePath(object->path);
             }
         }
         int st;
         if (rdbObject* twin =
-                rdbiFindObj(1, object->parent, object->cls, object->name ? object->name : "",
-                            object->path, object->modifier, object->version, &st);
+                pathUnique(object->path)
+                    ? nullptr
+                    : rdbiFindObj(1, object->parent, object->cls, object->name ? object->name : "",
+                                  object->path, object->modifier, object->version, &st);
             twin && twin != object) {
             rdbiFreeObj(object);
             *status = rdbStatOPEN;
@@ -462,12 +510,14 @@ rdbObject* rdbiFindObj(int flags, rdbObject* parent, const rdbClass* cls, const 
     *status = rdbStatOK;
     const uint32_t rule = cls ? cls->flags : 0;
     for (rdbObject* c = parent ? parent->firstChild : nullptr; c; c = c->sibling) {
+        // The cheapest tests first: a project's libraries differ in their
+        // paths, and most have no name of their own.
         if (c->state != 0 || (cls && c->cls != cls)) continue;
+        if (version != -1 && c->version != version) continue;
+        if (path && std::strcmp(path, c->path ? c->path : "") != 0) continue;
         bool named = (flags & 1) ? rdbMatch(name, c->name ? c->name : "", rule)
                                  : sameText(name, c->name, rule);
         if (!named || !sameText(modifier, c->modifier, rule)) continue;
-        if (version != -1 && c->version != version) continue;
-        if (path && std::strcmp(path, c->path ? c->path : "") != 0) continue;
         return c;
     }
     *status = rdbStatNOTEXIST;

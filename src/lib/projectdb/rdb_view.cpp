@@ -3,7 +3,9 @@
 #include "rdb_view.h"
 
 #include <cctype>
+#include <algorithm>
 #include <cstring>
+#include <vector>
 #include <memory>
 #include <string_view>
 
@@ -172,31 +174,35 @@ rdbSearchPath* newSPath(rdbView* view, const char* path, const char* alias, uint
 
 // Adds a search path at the end of the view's list.
 void rdbiInsSPID(rdbView* view, rdbSearchPath* s) {
-    rdbSearchPath** link = &view->spaths;
-    rdbSearchPath* prev = nullptr;
-    while (*link) {
-        prev = *link;
-        link = &(*link)->next;
+    // A list of thousands of lines is appended to at its end, known.
+    rdbSearchPath* prev = view->spaths ? view->lastSPath : nullptr;
+    if (view->spaths && (!prev || prev->next)) {
+        prev = view->spaths;
+        while (prev->next) prev = prev->next;
     }
     s->prev = prev;
-    *link = s;
+    (prev ? prev->next : view->spaths) = s;
+    view->lastSPath = s;
     view->flags |= kViewHasPaths;
 }
 
 // Orders the search paths by their sort key, keeping the file's order among
 // equal keys.
 void sortSPaths(rdbView* view) {
-    rdbSearchPath* sorted = nullptr;
-    while (rdbSearchPath* s = view->spaths) {
-        view->spaths = s->next;
-        rdbSearchPath** link = &sorted;
-        while (*link && (*link)->sortKey <= s->sortKey) link = &(*link)->next;
-        s->next = *link;
-        *link = s;
-    }
-    view->spaths = sorted;
+    std::vector<rdbSearchPath*> all;
+    for (rdbSearchPath* s = view->spaths; s; s = s->next) all.push_back(s);
+    std::stable_sort(all.begin(), all.end(), [](const rdbSearchPath* a, const rdbSearchPath* b) {
+        return a->sortKey < b->sortKey;
+    });
     rdbSearchPath* prev = nullptr;
-    for (rdbSearchPath* s = sorted; s; prev = s, s = s->next) s->prev = prev;
+    view->spaths = nullptr;
+    for (rdbSearchPath* s : all) {
+        s->prev = prev;
+        s->next = nullptr;
+        (prev ? prev->next : view->spaths) = s;
+        prev = s;
+    }
+    view->lastSPath = prev;
 }
 
 // Makes the subdirectories that the view's classes keep in a library.
@@ -223,6 +229,7 @@ void rdbCloseView(rdbView* view) {
         for (char* a : s->aliases) freeText(a);
         ktMemFree(s);
     }
+    view->lastSPath = nullptr;
     view->flags &= ~kViewHasPaths;
 }
 
