@@ -598,7 +598,8 @@ FILE* ksFopen(const char* path, const char* mode) {
     int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) return nullptr;
     FILE* f = nullptr;
-    if (fstat(fd, &st) == 0 && regular(st) && fcntl(fd, F_SETFL, 0) == 0) f = fdopen(fd, mode);
+    // A regular file never blocks a read: the descriptor may keep O_NONBLOCK.
+    if (fstat(fd, &st) == 0 && regular(st)) f = fdopen(fd, mode);
     if (!f) {
         int e = errno;
         close(fd);

@@ -182,8 +182,13 @@ char* outputPath(const char* dir, const char* base, const char* ext) {
 // replaced, not written through; a file the user may not write stays, as
 // does anything that is no file.
 bool replaceable(const char* path, mode_t* mode) {
-    mode_t mask = umask(0);
-    umask(mask);
+    // The mask can only be read by setting it; nothing here changes it,
+    // so once is enough.
+    static const mode_t mask = [] {
+        mode_t m = umask(0);
+        umask(m);
+        return m;
+    }();
     *mode = 0666 & ~mask;
     struct stat st;
     if (lstat(path, &st) != 0) return errno == ENOENT;
@@ -220,13 +225,18 @@ void openOutput(const char* path) {
         close(fd);
         failOutput(VOM_NOOPEN, path);
     }
+    // A buffer of our own, which spares the stream asking the system for
+    // the file's block size; one output file is open at a time.
+    static char buffer[16384];
+    std::setvbuf(f->fp, buffer, _IOFBF, sizeof buffer);
     vofilereset(f);
 }
 }  // namespace
 
 int vofopen(const char* base, const char* ext) {
     char* path = outputPath(vo->cmdl ? vo->cmdl->outdir : nullptr, base, ext);
-    if (ksExists(path, KS_FILE) == KS_OK && !(vo->cmdl && vo->cmdl->overwrite) && !voGraphicsMode) {
+    // Asked only when the answer matters: under -o a model replaces its file.
+    if (!(vo->cmdl && vo->cmdl->overwrite) && !voGraphicsMode && ksExists(path, KS_FILE) == KS_OK) {
         vomsg(2);
         std::snprintf(ViewLocation, sizeof ViewLocation, " ");
         ktErrReportBuild(nullptr, ViewLocation, msgFp, VOM_EXISTS, path);
