@@ -28,6 +28,15 @@ repeat=${REPEAT:-20}
 program=$build/bin/entgen
 export KDIR=${KDIR:-$build/share/entgen}
 cmake --build "$build" --target entgen entgen_empty symgen >/dev/null
+
+# The profile of system calls needs strace, a Debian package: installed here
+# when it is missing and the machine has apt.
+if ! command -v strace >/dev/null && command -v apt-get >/dev/null; then
+    sudo=""
+    [ "$(id -u)" -ne 0 ] && sudo="sudo"
+    $sudo apt-get update -qq && DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq strace ||
+        echo "strace could not be installed" >&2
+fi
 empty=$build/bin/entgen_empty
 symgen=$build/bin/symgen
 
