@@ -243,10 +243,6 @@ TEST_F(SectionInTheModel, EachSectionShowsInTheModelOfARun) {
          {"U VHDL_GEN_TPD=TIME:=2:4:6"},
          "",
          "    generic (TPD : TIME := 0.40 ns);\n"},
-        {"DELAY max\nTICKSIZE 10\n",
-         {"U VHDL_GEN_TPD=TIME:=2:4:6"},
-         "625@3",
-         "    generic (TPD : TIME := 0.60 ns);\n"},
     };
     static const std::regex report(R"(entgen: \w+ (6\d\d):  :  entgen\.ini, line (\d+):)");
     for (const SectionEffect& c : cases) {
