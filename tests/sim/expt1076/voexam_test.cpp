@@ -3,14 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 #include <vector>
 
 #include "iwmem.h"
 #include "iwname.h"
 #include "iwobj.h"
-#include "ktstr.h"
 #include "runprog.h"
 #include "tempdir.h"
 #include "vofixture.h"
@@ -150,37 +148,6 @@ TEST_F(Examination, AGenericOfTheConfigurationKeepsTheFirstValueForTheRun) {
     // Made from the symbols: one record of a name for the file to write.
     EXPECT_EQ(str(vo->gens->value) + str(vo->gens->next ? "and more" : ""), "1");
     EXPECT_EQ(examine(first->grp), first);
-}
-
-// The look-up as the plain loops read: both lists walked, hier first.
-vogroup* findByTheLoops(const iwgroup* handle) {
-    for (vogroup* l : {vo->hier, vo->prims})
-        for (vogroup* g = l; g; g = g->next)
-            if (g->grp == handle) return g;
-    return nullptr;
-}
-
-TEST_F(Examination, FastFormsGiveWhatThePlainLoopsGive) {
-    CaptureStderr();  // the warnings of the names with a digit first
-    for (unsigned seed = 1; seed <= 6; ++seed) {
-        std::mt19937 random(seed);
-        std::vector<iwgroup*> seen{symbol("ABSENT", "")};
-        for (int round = 0; round < 60; ++round) {
-            const std::string name = (random() % 2 ? "L:G" : "L:3") + std::to_string(random() % 40);
-            iwgroup* g = random() % 3 ? symbol(name.c_str(), "") : seen[random() % seen.size()];
-            seen.push_back(g), examine(g);
-            // The pass as the plain loop reads: every group named again.
-            const int warnings = vo->warnings;
-            for (vogroup* p = vo->prims; p; p = p->next) {
-                char* again = ktStrLoc(votruncnam(votr(iggrpnam(p->grp))));
-                ASSERT_EQ(str(p->base), again) << "seed " << seed << ", round " << round;
-                vostfree(again);
-            }
-            EXPECT_EQ(warnings, vo->warnings);
-            for (iwgroup* h : seen) ASSERT_EQ(vofindgr(h), findByTheLoops(h));
-        }
-    }
-    GetCapturedStderr();
 }
 
 }  // namespace
