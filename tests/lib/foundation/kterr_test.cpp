@@ -261,19 +261,6 @@ TEST_F(Reports, KeepLogfilesLeavesThatManyOlderLogs) {
     EXPECT_EQ(names(logs), expected);
 }
 
-TEST_F(Reports, AnUnwritableLogDirectoryCostsOneWarning) {
-    logs.write("afile", "");
-    const std::string dir = logs.path("afile");
-    setenv("KT_LOGDIR", dir.c_str(), 1);
-    report(T_WORD);
-    report(T_ERROR);
-    EXPECT_EQ(printed(), "ktErrLog: Warning 1120: Can't open error log file `" + dir + "/" +
-                             pidLog() +
-                             "', logging disabled.\n"
-                             "errtest: Warning 1:  :  word\nerrtest: Error 13:  :  error 1\n");
-    EXPECT_EQ(names(logs), Names{"afile"});
-}
-
 TEST_F(Reports, WithoutLogDirTheLogStaysWhereItWasOpenedAndItsNameFitsAPath) {
     unsetenv("KT_LOGDIR");
     TempDir here, elsewhere;

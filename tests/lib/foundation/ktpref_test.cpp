@@ -263,27 +263,15 @@ void startWith(const char* ini) {
     std::exit(0);
 }
 
+// The log and the styles under the file show in the tests of a run of the
+// program; the signals only here.
 using LibraryGroups = FreshProcess;
 
-TEST_F(LibraryGroups, WithoutAFileTheDefaultsHold) {
+TEST_F(LibraryGroups, TheFileTurnsTheLogAndTheSignalsOff) {
     EXPECT_EXIT(startWith(""), ExitedWithCode(0),
                 "^test: Warning: after start\nlog written\nsignals caught\n$");
-}
-
-TEST_F(LibraryGroups, LoggingOffStopsTheLogFile) {
     EXPECT_EXIT(startWith("err.logging off\nex.catch_signals no\n"), ExitedWithCode(0),
                 "log none\nsignals default\n$");
-    EXPECT_EXIT(startWith("Logging 0\n"), ExitedWithCode(0), "log none\nsignals caught\n$");
-}
-
-TEST_F(LibraryGroups, AValueOutOfRangeIsReportedOnceAndKeepsTheDefault) {
-    // keep_logfiles stays 0: the log is named after the master file alone.
-    EXPECT_EXIT(startWith("err.keep_logfiles -1\nerr.stdout off\n"), ExitedWithCode(0),
-                ::testing::MatchesRegex(
-                    "^ktlib: Error 1501: [^\n]*/wexcombe.ini, line 1:  This entry of the "
-                    "initialization file is bad.\n\\+ktlib: Error 1401:  -1 is out of range: the "
-                    "value must lie between 0 and 2147483647.\ntest: Warning: after start\nlog "
-                    "written\nsignals caught\n$"));
 }
 
 }  // namespace
