@@ -57,7 +57,6 @@ protected:
     // in the terse style.
     Thrown parse(const char* name = "wexcombe", std::string* chain = nullptr) {
         ChdirGuard in(dir.path());
-        ksGetdefReset();
         int none = 0;
         Thrown t = thrown([&] {
             ktExCatch(
@@ -69,7 +68,6 @@ protected:
                     ktExThrow(tag, err);
                 });
         });
-        ksGetdefReset();
         return t;
     }
 
@@ -189,7 +187,6 @@ TEST_F(Prefs, TheCommandLineTakesItsOptionsAndBeatsTheFile) {
     argv.push_back(nullptr);
     int argc = static_cast<int>(args.size());
     ChdirGuard in(dir.path());
-    ksGetdefReset();
     EXPECT_EQ(ktPrefParse("wexcombe", &argc, argv.data()), 1);
     EXPECT_EQ(val("verbose"), 1);  // a two-valued option takes no value argument
     EXPECT_EQ(val("level"), 5);    // the group is the program's name

@@ -42,12 +42,10 @@ protected:
     std::string def;  // the default directory, ending in '/'
 
     void SetUp() override {
-        ksGetdefReset();
         char buf[KS_PATHMAX];
         ASSERT_EQ(ksGetdef(buf), KS_OK);
         def = buf;
     }
-    ~InTempDir() override { ksGetdefReset(); }
 
     std::string abs2(const std::string& path, int expect = KS_OK) {
         char out[KS_PATHMAX] = "";
