@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -178,4 +179,10 @@ architecture RTL of MUX242 is
 )"));
     EXPECT_EQ(dir.read("cells/behv/v3state.xrf"), "3STATE v3STATE\n");
     EXPECT_EQ(dir.read("cells/behv/mux.xrf"), "3STATE v3STATE\nMUX$2  MUX242\n");
+    // A symbol translated on its own lists nothing.
+    std::filesystem::remove_all(dir.path("cells/behv"));
+    r = runEntgen(dir.path(), {"-o", "cells:3state"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(dir.exists("cells/behv/v3state.vhd"));
+    EXPECT_FALSE(dir.exists("cells/behv/v3state.xrf"));
 }

@@ -28,7 +28,7 @@ protected:
     }
 
     void TearDown() override {
-        if (vo && vo->file->fp == mem_) vo->file->fp = nullptr;
+        if (vo->file->fp == mem_) vo->file->fp = nullptr;
         if (reports_) ktErrFileV = stderr;
         for (FILE* f : {mem_, in_, out_, reports_})
             if (f) std::fclose(f);

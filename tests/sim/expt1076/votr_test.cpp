@@ -12,10 +12,8 @@
 #include "entgen_msg.h"
 #include "iwmem.h"
 #include "iwobj.h"
-#include "kssrch.h"
 #include "kterr.h"
 #include "ktstr.h"
-#include "qlm.h"
 #include "tempdir.h"
 #include "vofixture.h"
 
@@ -30,13 +28,6 @@ protected:
         vo->ini = voinibloc();
         votrsetup();
         catchReports();
-    }
-    void TearDown() override {
-        if (!vo) {  // a library run released the root
-            vo = vodatabloc();
-            vo->cmdl = vocmdlbloc();
-        }
-        TranslatorTest::TearDown();
     }
     void addTranslation(votrans*& list, const char* from, const char* to) {
         votrans** tail = &list;
@@ -203,41 +194,6 @@ AAAAAAAA AAAAAAAA
     EXPECT_EQ(dir.read("and2.xrf"), "A?" + std::string(39, ' ') + "A3F\n" + longName + " " +
                                         std::string(44, 'L') + "24\n~RESET" + std::string(35, ' ') +
                                         "v7ERESET\n");
-}
-
-// Two symbols of one library, walked in name order: 3state, then and2.
-void writeLibrary(const TempDir& dir) {
-    const char* symbol =
-        "V 5\nY 1\nP 1 0 0 0 0 1\nL 1 0 0 8 0 1 0 0 A\nA 1 0 8 0 1 0 PINTYPE=IN\nE\n";
-    dir.write("cells/sym/3state.1", symbol);
-    dir.write("cells/sym/and2.1", symbol);
-    qlm_free_all();
-    const std::string line = "DIR [p] " + dir.path("cells") + " (cells)";
-    ASSERT_NE(qlm_read(line.c_str()), nullptr);
-    // The design database reads the same line from its library list.
-    dir.write("scrivet.ini", line + "\n");
-}
-
-TEST_F(IdentifierList, EachSymbolOfALibraryListsTheEarlierOnesTooButASingleSymbolNone) {
-    writeLibrary(dir);
-    EnvGuard kdir("KDIR", (dir.path() + ":" + ENTGEN_SHARE_DIR).c_str());
-    ksKdirReset();
-    vo->cmdl->name = vostcpy("cells:3state");
-    vo->ini->listids = 2;
-    ktErrFileV = stderr;
-    EXPECT_EXIT(vosinglerun(), ::testing::ExitedWithCode(0), "Translation Completed");
-    EXPECT_TRUE(dir.exists("v3state.vhd"));
-    EXPECT_FALSE(dir.exists("v3state.xrf"));
-
-    vostfree(vo->cmdl->name);
-    vo->cmdl->name = vostcpy("cells");
-    vo->cmdl->library = 1;
-    EXPECT_EQ(volibraryrun(), 0);
-    // Files take the translated name of their symbol.
-    EXPECT_EQ(dir.read("cells/behv/v3state.xrf"), "3STATE v3STATE\n");
-    EXPECT_EQ(dir.read("cells/behv/and2.xrf"), "3STATE v3STATE\n");
-    qlm_free_all();
-    ksKdirReset();
 }
 
 }  // namespace
