@@ -90,7 +90,7 @@
 #define VOM_WI_TRIPLE 709 /* "%s %s %s " */
 #define VOM_WI_HPINTYPE 710 /* "Pin types: PIN_TYPE name mode gives the pins of that type their port mode." */
 #define VOM_WI_HINIT 711 /* "Initial values: INITIALIZE signal value gives a global signal its initial value." */
-#define VOM_WI_HGENERIC 712 /* "Generics: GENERIC attribute generic (name : type := default); or NULL to drop it." */
+#define VOM_WI_HGENERIC 712 /* "Generics: GENERIC attribute generic (name : type); or NULL to drop it. The default is the symbol's value." */
 #define VOM_WI_HHEADER1 718 /* "Header lines: HEADER text puts a line at the top of every model, in this order." */
 #define VOM_WI_HHEADER2 719 /* "The text stands as it is: a VHDL comment or a context clause." */
 #define VOM_WI_HLISTID1 721 /* "Identifier list: LIST_IDENTIFIERS translated or all lists, in a library run, the" */

@@ -9,6 +9,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "kspath.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -52,11 +54,13 @@ bool TempDir::exists(const std::string& rel) const { return fs::exists(fs::path(
 
 ChdirGuard::ChdirGuard(const std::string& dir) : old_(fs::current_path().string()) {
     fs::current_path(dir);
+    ksGetdefReset();
 }
 
 ChdirGuard::~ChdirGuard() {
     std::error_code ec;
     fs::current_path(old_, ec);
+    ksGetdefReset();
 }
 
 EnvGuard::EnvGuard(const char* name, const char* value) : name_(name) {

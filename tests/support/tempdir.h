@@ -24,7 +24,8 @@ private:
     std::string root_;
 };
 
-// Changes the working directory for the life of the guard.
+// Changes the working directory for the life of the guard; the path
+// layer's remembered default directory is dropped at both changes.
 class ChdirGuard {
 public:
     explicit ChdirGuard(const std::string& dir);

@@ -312,20 +312,4 @@ P Q[1:0:
     EXPECT_EQ(readDump("cells:off.1"), "type -1, 1 pins\nP D[1:0]:\n");
 }
 
-TEST_F(SymbolFile, SymbolsOfAMegaLibrary) {
-    iwfinish();
-    resetSearch();
-    dir.write("scrivet.ini", "DIR [p] ./cells (cells)\nDIR [m] ./packed (packed)\n");
-    std::string first = "V 5\n" + pin("A") + "E\n";
-    std::string second = "V 5\nY 4\n" + pin("P") + "E\n";
-    auto record = [](std::string text) { return text + std::string(30 - text.size(), ' '); };
-    dir.write("packed/sym.lib", first + second);
-    dir.write("packed/sym.tbl",
-              record("one.1 0") + record("two.1 " + std::to_string(first.size())));
-    open();
-    EXPECT_EQ(readDump("packed:two.1"), "type 2, 1 pins\nP P:\n");
-    EXPECT_EQ(readDump("one.1"), "type -1, 1 pins\nP A:\n");
-    EXPECT_EQ(messages(), "");
-}
-
 }  // namespace

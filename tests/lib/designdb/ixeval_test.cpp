@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -206,30 +205,6 @@ TEST(ExprLimits, LongAndDeeplyNestedTexts) {
     EXPECT_EQ(kind, IX_TOOLONG);
     EXPECT_EQ(evaluate(std::string(100000, '('), 10, &kind), "?????????");
     EXPECT_EQ(kind, IX_PARENS);
-}
-
-TEST(ExprParts, ClassifySplitsAtTheWeakestOperator) {
-    auto part = [](const char* text, int mode) {
-        ixnode* n = ixalloc();
-        n->kind = IX_TEXT;
-        std::snprintf(n->value.text, sizeof n->value.text, "%s", text);
-        ixnode* p = ixclassify(mode, n);
-        std::string s = !p ? "null" : p->kind == IX_TEXT ? p->value.text : std::to_string(p->kind);
-        ixfree(p);
-        ixfree(n);
-        return s;
-    };
-    EXPECT_EQ(part("  1 + 2*3", '1'), "1 ");
-    EXPECT_EQ(part("  1 + 2*3", 'o'), "+");
-    EXPECT_EQ(part("  1 + 2*3", '2'), " 2*3");
-    EXPECT_EQ(part("a <= b", 'o'), "<=");
-    EXPECT_EQ(part(" -3", '1'), "3");  // a unary operator: all behind it
-    EXPECT_EQ(part(" -3", '2'), "null");
-    EXPECT_EQ(part("12", 'o'), "null");
-    EXPECT_EQ(part("12", '1'), std::to_string(IX_INTEGER));
-    EXPECT_EQ(part("1 == 2 == 3", '2'), " 2 == 3");
-    EXPECT_EQ(part("1 - 2 - 3", '1'), "1 - 2 ");
-    EXPECT_EQ(part("1 ^ 2", '1'), std::to_string(IX_STRING));
 }
 
 }  // namespace

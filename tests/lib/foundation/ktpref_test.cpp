@@ -57,7 +57,6 @@ protected:
     // in the terse style.
     Thrown parse(const char* name = "wexcombe", std::string* chain = nullptr) {
         ChdirGuard in(dir.path());
-        ksGetdefReset();
         int none = 0;
         Thrown t = thrown([&] {
             ktExCatch(
@@ -69,7 +68,6 @@ protected:
                     ktExThrow(tag, err);
                 });
         });
-        ksGetdefReset();
         return t;
     }
 
@@ -189,7 +187,6 @@ TEST_F(Prefs, TheCommandLineTakesItsOptionsAndBeatsTheFile) {
     argv.push_back(nullptr);
     int argc = static_cast<int>(args.size());
     ChdirGuard in(dir.path());
-    ksGetdefReset();
     EXPECT_EQ(ktPrefParse("wexcombe", &argc, argv.data()), 1);
     EXPECT_EQ(val("verbose"), 1);  // a two-valued option takes no value argument
     EXPECT_EQ(val("level"), 5);    // the group is the program's name
@@ -263,27 +260,15 @@ void startWith(const char* ini) {
     std::exit(0);
 }
 
+// The log and the styles under the file show in the tests of a run of the
+// program; the signals only here.
 using LibraryGroups = FreshProcess;
 
-TEST_F(LibraryGroups, WithoutAFileTheDefaultsHold) {
+TEST_F(LibraryGroups, TheFileTurnsTheLogAndTheSignalsOff) {
     EXPECT_EXIT(startWith(""), ExitedWithCode(0),
                 "^test: Warning: after start\nlog written\nsignals caught\n$");
-}
-
-TEST_F(LibraryGroups, LoggingOffStopsTheLogFile) {
     EXPECT_EXIT(startWith("err.logging off\nex.catch_signals no\n"), ExitedWithCode(0),
                 "log none\nsignals default\n$");
-    EXPECT_EXIT(startWith("Logging 0\n"), ExitedWithCode(0), "log none\nsignals caught\n$");
-}
-
-TEST_F(LibraryGroups, AValueOutOfRangeIsReportedOnceAndKeepsTheDefault) {
-    // keep_logfiles stays 0: the log is named after the master file alone.
-    EXPECT_EXIT(startWith("err.keep_logfiles -1\nerr.stdout off\n"), ExitedWithCode(0),
-                ::testing::MatchesRegex(
-                    "^ktlib: Error 1501: [^\n]*/wexcombe.ini, line 1:  This entry of the "
-                    "initialization file is bad.\n\\+ktlib: Error 1401:  -1 is out of range: the "
-                    "value must lie between 0 and 2147483647.\ntest: Warning: after start\nlog "
-                    "written\nsignals caught\n$"));
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <string>
 
-#include "kspath.h"
 #include "ktlib_msg.h"
 #include "ktmem.h"
 #include "ktstr.h"
@@ -169,7 +168,6 @@ TEST(TypePaths, MadeAbsoluteAndTested) {
     TempDir dir;
     dir.write("sym/and2.1", "");
     ChdirGuard here(dir.path());
-    ksGetdefReset();
     std::string file = dir.path("sym/and2.1"), sym = dir.path("sym");
     expectAll({
         {&ktFileNameTS, "sym/../sym/x", dir.path("sym/x").c_str(), 0},
@@ -186,7 +184,6 @@ TEST(TypePaths, MadeAbsoluteAndTested) {
         {&ktDirWriteTS, "none", nullptr, KTM_TYPE_NODIRWRITE},
         {&ktFileNameTS, std::string(300, 'a').c_str(), nullptr, KTM_TYPE_BADPATH},
     });
-    ksGetdefReset();
 }
 
 TEST(TypePointers, WordListsBlocksAndTypes) {

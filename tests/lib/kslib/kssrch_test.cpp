@@ -28,16 +28,12 @@ protected:
 
     void SetUp() override {
         ksKdirReset();
-        ksGetdefReset();
         char buf[KS_PATHMAX];
         ASSERT_EQ(ksGetdef(buf), KS_OK);
         def = buf;
         useKdir(d1.path() + ":" + d2.path());
     }
-    ~Search() override {
-        ksKdirReset();
-        ksGetdefReset();
-    }
+    ~Search() override { ksKdirReset(); }
 
     // The path found, or "-" and the output of a failed search.
     static std::string find(const std::string& name, int kind = KS_FILE) {

@@ -127,6 +127,9 @@ TEST_F(Binary, TheShippedBinaryHoldsTheRecordsOfTheShippedText) {
     EXPECT_STREQ(binary->files->path, "rd520.mdb");
 }
 
+// Each field's reading is held to the text master by the shipped file
+// above; here, what differs between the versions: the class lists of a
+// relationship, and references by name.
 TEST_F(Binary, VersionsReadAsTheCurrentOne) {
     for (const char* version : {"5.2.0", "5.2", "5.1dm", "5.2."}) {
         std::string said;
@@ -136,22 +139,14 @@ TEST_F(Binary, VersionsReadAsTheCurrentOne) {
         rdbClass* a = rdbiFindClass(m, "A");
         rdbClass* b = rdbiFindClass(m, "B");
         ASSERT_NE(a, nullptr);
-        EXPECT_EQ(a->relPath, rdbRelPathPARENT);
-        EXPECT_STREQ(a->label, "A label");
-        EXPECT_STREQ(a->defSubdir, "sym");
-        EXPECT_EQ(a->defName, nullptr);
-        EXPECT_EQ(a->maxNameLen, -1);
         EXPECT_EQ(a->parents->cls, b);
         EXPECT_EQ(a->children, nullptr);
         EXPECT_EQ(b->children->cls, a);
-        EXPECT_EQ(b->maxNameLen, 16);
         ASSERT_NE(a->relations, nullptr);
         EXPECT_EQ(a->relations->owner, a);
         ASSERT_NE(a->relations->classes, nullptr) << version;
         EXPECT_EQ(a->relations->classes->cls, b);
-        EXPECT_EQ(a->views->flags, rdbViewFlagDISABLED);
         EXPECT_EQ(a->views->iniClass, b);
-        EXPECT_EQ(a->views->viewClass, nullptr);
         EXPECT_EQ(a->views->classes->cls, a);
         rdbSchema* s = rdbiFindSchema(m, "S");
         // A class list's storage manager is found by name; an empty name
@@ -160,9 +155,7 @@ TEST_F(Binary, VersionsReadAsTheCurrentOne) {
         EXPECT_EQ(s->classes->next->storMgr, nullptr);
         rdbDatabase* d = rdbiFindDatabase(m, "D");
         EXPECT_EQ(d->schema, s);
-        EXPECT_EQ(d->lockMode, rdbLockModeFILE);
         EXPECT_EQ(d->storMgr, nullptr);
-        EXPECT_STREQ(m->properties->value, "mv");
         EXPECT_EQ(m->files->timestamp, 99);
         rdbExit();
     }
@@ -284,19 +277,6 @@ TEST_F(Binary, LockModeFromTheEnvironment) {
         EXPECT_EQ(rdbiFindDatabase(m, "D")->lockMode, mode) << value;
         rdbExit();
     }
-}
-
-TEST_F(Binary, TheDebugTraceNamesEachField) {
-    rdbDebugV = rdbDebugLEVEL1;
-    std::string said;
-    readSmall("5.2.0", &said);
-    EXPECT_THAT(said, StartsWith("\nRead String: Database Version (5 bytes): 5.2.0"
-                                 "\nRead Int           : rdbiRDVER: 0"
-                                 "\nRead String: User Id (5 bytes): small"
-                                 "\nRead Unsigned Long : Master Flags : 0"));
-    EXPECT_THAT(said, HasSubstr("\nRead Long          : File Timestamp : 99"));
-    EXPECT_THAT(said, HasSubstr("\nLoad String: defSubdir  (3 bytes): sym"));
-    EXPECT_THAT(said, HasSubstr("\nRead Enum          : Phys Type: 2"));
 }
 
 TEST_F(Binary, TheWriterRefusesWhatTheBinaryFormCantCarry) {

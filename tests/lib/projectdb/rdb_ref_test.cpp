@@ -123,8 +123,6 @@ TEST_F(Objects, AnOpenObjectComesBackAndReopens) {
     EXPECT_NE(std::fgets(line, sizeof line, f), nullptr);
     EXPECT_STREQ(line, "x of a\n");
     std::fclose(f);
-    rdbObjSetUserData(o, line);
-    EXPECT_EQ(rdbObjGetUserData(o), line);
     EXPECT_EQ(rdbCloseObj(o, 0), 0);
     EXPECT_EQ(rdbCloseObj(nullptr, 0), rdbStatFAILURE);
     rdbObject* again = rdbOpenObject(ref, rdbModeREAD, &st);

@@ -45,7 +45,6 @@ protected:
 
     void SetUp() override {
         ksKdirReset();
-        ksGetdefReset();
         // The start of the database needs the library's own messages.
         kdir.write("ktlib.kmb", readAll(shipped("ktlib.kmb")));
     }
@@ -54,7 +53,6 @@ protected:
         }
         rdbVerboseV = rdbDebugV = 0;
         ksKdirReset();
-        ksGetdefReset();
     }
 
     // Standard output of `body`.

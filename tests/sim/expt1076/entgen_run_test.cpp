@@ -183,6 +183,51 @@ TEST_F(ProgramRun, DeclinedOverwriteIsAWarningWithItsNumberAndEntersTheLog) {
     EXPECT_TRUE(logs().empty());
 }
 
+// wexcombe.ini holds the options of the libraries under the program; they
+// are read when the project database starts, so they govern the reports
+// that come after, such as the warning of an undeclared pin type. A bad
+// entry is reported with its file and line and its option keeps the
+// default: the log stays on, named after the master file alone; an entry
+// no library declares is passed over.
+TEST_F(ProgramRun, TheOptionsFileSetsTheLogAndTheStyleOfTheReports) {
+    dir.write("cells/sym/pad.1",
+              "V 5\nY 1\nP 1 0 0 0 0 1\nL 1 0 0 8 0 1 0 0 A\nA 1 0 8 0 1 0 PINTYPE=ANALOG\nE\n");
+    const std::string file = dir.path("wexcombe.ini");
+    const std::string bad = "ktlib: Error 1501: " + file + ", line ";
+    const struct {
+        const char* options;
+        std::string reports;  // on standard error, in this order
+        const char* log;      // what rd520.err begins with, or null for no log
+    } cases[] = {
+        {"err.logging off\n", "entgen: Warning 527: - spn .A:  Pin type ANALOG", nullptr},
+        {"| for every group that has it\nstyle_stderr terse\n",
+         "entgen-W-527: - spn .A:  Pin type ANALOG", "entgen: Warning 527: - spn .A:  Pin type"},
+        {"err.keep_logfiles -1\nerr.colour red\nex.catch_signals perhaps\n",
+         bad +
+             "1:  This entry of the initialization file is bad.\n+ktlib: Error 1401:  -1 is out "
+             "of range: the value must lie between 0 and 2147483647.\n" +
+             bad +
+             "3:  This entry of the initialization file is bad.\n+ktlib: Error 1404:  "
+             "perhaps is none of the words No, Yes.\nentgen: Warning 527: ",
+         "ktlib: Error 1501: "},
+    };
+    for (const auto& c : cases) {
+        dir.write("wexcombe.ini", c.options);
+        for (const std::string& log : logs()) std::filesystem::remove(dir.path(log));
+        RunResult r = run({"-o", "cells:pad"});
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_THAT(r.err, HasSubstr(c.reports)) << c.options;
+        EXPECT_THAT(r.err, Not(HasSubstr(", line 2"))) << c.options;
+        EXPECT_TRUE(dir.exists("cells/behv/pad.vhd"));
+        if (!c.log) {
+            EXPECT_TRUE(logs().empty()) << c.options;
+            continue;
+        }
+        EXPECT_EQ(logs(), std::vector<std::string>{"rd520.err"}) << c.options;
+        EXPECT_THAT(dir.read("rd520.err"), StartsWith(c.log)) << c.options;
+    }
+}
+
 TEST_F(ProgramRun, AMissingMessageFileEndsTheRunThroughAFatalReport) {
     RunResult r = run({"and2"}, "", {"KDIR=" + dir.path()});
     EXPECT_EQ(r.status, 3);

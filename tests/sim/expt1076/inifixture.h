@@ -9,7 +9,6 @@
 #include <regex>
 #include <string>
 
-#include "kspath.h"
 #include "tempdir.h"
 #include "vofixture.h"
 #include "voinisec.h"
@@ -17,16 +16,6 @@
 
 class IniTest : public TranslatorTest {
 protected:
-    // The search keeps the current directory in a cache.
-    void SetUp() override {
-        TranslatorTest::SetUp();
-        ksGetdefReset();
-    }
-    void TearDown() override {
-        TranslatorTest::TearDown();
-        ksGetdefReset();
-    }
-
     // Reads `text` as entgen.ini, or whatever is found when it is null.
     std::string read(const char* text) {
         voinifree(vo->ini);

@@ -26,10 +26,8 @@ protected:
     void SetUp() override {
         TranslatorTest::SetUp();
         qlm_free_all();
-        ksGetdefReset();
     }
     void TearDown() override {
-        ksGetdefReset();
         qlm_free_all();
         TranslatorTest::TearDown();
     }

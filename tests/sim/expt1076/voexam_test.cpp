@@ -3,14 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <random>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "iwmem.h"
 #include "iwname.h"
 #include "iwobj.h"
-#include "ktstr.h"
 #include "runprog.h"
 #include "tempdir.h"
 #include "vofixture.h"
@@ -152,37 +151,6 @@ TEST_F(Examination, AGenericOfTheConfigurationKeepsTheFirstValueForTheRun) {
     EXPECT_EQ(examine(first->grp), first);
 }
 
-// The look-up as the plain loops read: both lists walked, hier first.
-vogroup* findByTheLoops(const iwgroup* handle) {
-    for (vogroup* l : {vo->hier, vo->prims})
-        for (vogroup* g = l; g; g = g->next)
-            if (g->grp == handle) return g;
-    return nullptr;
-}
-
-TEST_F(Examination, FastFormsGiveWhatThePlainLoopsGive) {
-    CaptureStderr();  // the warnings of the names with a digit first
-    for (unsigned seed = 1; seed <= 6; ++seed) {
-        std::mt19937 random(seed);
-        std::vector<iwgroup*> seen{symbol("ABSENT", "")};
-        for (int round = 0; round < 60; ++round) {
-            const std::string name = (random() % 2 ? "L:G" : "L:3") + std::to_string(random() % 40);
-            iwgroup* g = random() % 3 ? symbol(name.c_str(), "") : seen[random() % seen.size()];
-            seen.push_back(g), examine(g);
-            // The pass as the plain loop reads: every group named again.
-            const int warnings = vo->warnings;
-            for (vogroup* p = vo->prims; p; p = p->next) {
-                char* again = ktStrLoc(votruncnam(votr(iggrpnam(p->grp))));
-                ASSERT_EQ(str(p->base), again) << "seed " << seed << ", round " << round;
-                vostfree(again);
-            }
-            EXPECT_EQ(warnings, vo->warnings);
-            for (iwgroup* h : seen) ASSERT_EQ(vofindgr(h), findByTheLoops(h));
-        }
-    }
-    GetCapturedStderr();
-}
-
 }  // namespace
 
 TEST(ExaminationRun, ALibraryRunListsTheNamesOfEachSymbolAndTheEarlierOnes) {
@@ -211,4 +179,10 @@ architecture RTL of MUX242 is
 )"));
     EXPECT_EQ(dir.read("cells/behv/v3state.xrf"), "3STATE v3STATE\n");
     EXPECT_EQ(dir.read("cells/behv/mux.xrf"), "3STATE v3STATE\nMUX$2  MUX242\n");
+    // A symbol translated on its own lists nothing.
+    std::filesystem::remove_all(dir.path("cells/behv"));
+    r = runEntgen(dir.path(), {"-o", "cells:3state"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(dir.exists("cells/behv/v3state.vhd"));
+    EXPECT_FALSE(dir.exists("cells/behv/v3state.xrf"));
 }

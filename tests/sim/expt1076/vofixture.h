@@ -1,13 +1,16 @@
 // A translator ready to write: the root record, a command line record, the
-// message file, an output stream held in memory, and a dialogue whose
-// answers come from a string and whose questions go to one.
+// message file, an output stream held in memory, a dialogue whose
+// answers come from a string and whose questions go to one, and reports
+// caught in memory on request.
 #pragma once
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <regex>
 #include <string>
 
+#include "kterr.h"
 #include "ktmsg.h"
 #include "vgstruct.h"
 #include "vomain.h"
@@ -26,10 +29,12 @@ protected:
 
     void TearDown() override {
         if (vo->file->fp == mem_) vo->file->fp = nullptr;
-        for (FILE* f : {mem_, in_, out_})
+        if (reports_) ktErrFileV = stderr;
+        for (FILE* f : {mem_, in_, out_, reports_})
             if (f) std::fclose(f);
         std::free(memText_);
         std::free(asked_);
+        std::free(reportText_);
         vodatafree(vo);
         ktMsgFileClose(msgFp);
         msgFp = nullptr;
@@ -61,9 +66,27 @@ protected:
         return std::string(asked_, askedLen_);
     }
 
+    // Reports go to memory from here on (a death test still reads them on
+    // standard error); reports() gives those since its last call.
+    void catchReports() { ktErrFileV = reports_ = open_memstream(&reportText_, &reportLen_); }
+    std::string reports() {
+        std::fflush(reports_);
+        std::string text(reportText_ + reportsTaken_, reportLen_ - reportsTaken_);
+        reportsTaken_ = reportLen_;
+        return text;
+    }
+    // The numbers of the translator's reports since the last call, blank-separated.
+    std::string numbers() {
+        static const std::regex number(R"(entgen: \w+ (\d+):)");
+        std::string text = reports(), out;
+        for (std::sregex_iterator it(text.begin(), text.end(), number), end; it != end; ++it)
+            out += (out.empty() ? "" : " ") + (*it)[1].str();
+        return out;
+    }
+
 private:
-    FILE *mem_ = nullptr, *in_ = nullptr, *out_ = nullptr;
-    char *memText_ = nullptr, *asked_ = nullptr;
-    size_t memLen_ = 0, askedLen_ = 0;
+    FILE *mem_ = nullptr, *in_ = nullptr, *out_ = nullptr, *reports_ = nullptr;
+    char *memText_ = nullptr, *asked_ = nullptr, *reportText_ = nullptr;
+    size_t memLen_ = 0, askedLen_ = 0, reportLen_ = 0, reportsTaken_ = 0;
     std::string input_;
 };

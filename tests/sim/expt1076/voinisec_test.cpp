@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <regex>
 #include <string>
+#include <vector>
 
 #include "inifixture.h"
+#include "modelrun.h"
 
 namespace {
 
@@ -162,6 +165,95 @@ TEST_F(IniSection, ListSetdefTicksizeDelay) {
            {"SETDEF constant integer", "630@2", ""},
            {"SETDEF generic", "610@2", ""},
            {"TICKSIZE 10", "625@2", ""}});
+}
+
+// What each section does to the model of a symbol, in a run of the program.
+// A refused statement costs its report and nothing else: the statements
+// around it still take effect and the model is written. HEADER and PLACE,
+// ATTRIBUTE, LIST_IDENTIFIERS and PREFIX on repeated generics show in the
+// tests of the reader, the attribute clause, the examination and the
+// generic clause.
+struct SectionEffect {
+    const char* statements;  // from line 2 on
+    std::vector<std::string> symbol;
+    const char* reports;  // of the reader, number@line
+    const char* entity;   // the lines between "entity PART is" and its end
+};
+
+using SectionInTheModel = ModelRun;
+
+TEST_F(SectionInTheModel, EachSectionShowsInTheModelOfARun) {
+    const SectionEffect cases[] = {
+        {"GENERIC SPEED other (x : integer);\nGENERIC PINNUM NULL\n"
+         "GENERIC SPEED generic (speed_grade : integer);\n",
+         {"U PINNUM=7", "U SPEED=3", "U PART=74F00"},
+         "612@2",
+         "    generic (PART : string := \"74F00\";\n"
+         "             speed_grade : integer := 3);\n"},
+        // A component's own GENERIC wins over the file's; behind COMPONENT
+        // NULL the sections count again.
+        {"GENERIC SPEED generic (speed : integer);\nCOMPONENT other\nGENERIC SPEED NULL\n"
+         "COMPONENT Part\nGENERIC SPEED generic (comp_speed : positive);\nGENERIC PINNUM NULL\n"
+         "SIGNAL_TYPE std_logic std_ulogic\nCOMPONENT NULL\nSETDEF generic natural\n",
+         {"U PINNUM=7", "U SPEED=3", "U WIDTH=8", "P A"},
+         "604@8",
+         "    generic (WIDTH : natural := 8;\n"
+         "             comp_speed : positive := 3);\n"
+         "    port (A : IN bit);\n"},
+        {"SIGNAL_TYPE std_logic\nSIGNAL_TYPE std_logic std_ulogic\nVECTOR_TYPE slv string\n"
+         "2D_VECTOR_TYPE mat string\n",
+         {"P A", "P B[3:0]", "P M[1:0][0:1]", "P T", "A VHDL_TYPE=integer"},
+         "625@2",
+         "    port (A : IN std_logic;\n"
+         "          B : IN slv(3 downto 0);\n"
+         "          M : IN mat(1 downto 0,0 to 1);\n"
+         "          T : IN INTEGER);\n"},
+        // The file's row of a built-in pin type wins.
+        {"PIN_TYPE clock buffer\nPIN_TYPE tri inout\nPIN_TYPE in bidir\n",
+         {"P C", "A PINTYPE=CLOCK", "P O", "A PINTYPE=OUT", "P T", "A PINTYPE=TRI", "P X",
+          "A PINTYPE=IN"},
+         "627@4",
+         "    port (C : BUFFER bit;\n"
+         "          O : OUT bit;\n"
+         "          T : INOUT bit;\n"
+         "          X : IN bit);\n"},
+        {"TRANSLATE word dout q\nTRANSLATE char ~ n_\nTRANSLATE char $\nTRANSLATE word x\n"
+         "PREFIX p_\n",
+         {"P ~CLR", "P DOUT", "P IN", "P D$1", "P 3S"},
+         "610@5",
+         "    port (p_3S : IN bit;\n"
+         "          D1 : IN bit;\n"
+         "          q : IN bit;\n"
+         "          p_IN : IN bit;\n"
+         "          n_CLR : IN bit);\n"},
+        {"SETDEF generic natural\nSETDEF attribute integer\nSETDEF generic string\n",
+         {"U SPEED=3", "P A", "A LOAD=2"},
+         "631@4",
+         "    generic (SPEED : natural := 3);\n"
+         "    port (A : IN bit);\n"
+         "    attribute LOAD : integer;\n    \n"
+         "    attribute LOAD of A : signal is 2;\n    \n"},
+        // Ticks of TICKSIZE for the value DELAY picks; without DELAY the
+        // middle value in ticks of 0.1 ns, TICKSIZE or not.
+        {"DELAY min\nTICKSIZE 0.5 ns\n",
+         {"U VHDL_GEN_TPD=TIME:=2:4:6"},
+         "",
+         "    generic (TPD : TIME := 1.00 ns);\n"},
+        {"TICKSIZE 0.5 ns\n",
+         {"U VHDL_GEN_TPD=TIME:=2:4:6"},
+         "",
+         "    generic (TPD : TIME := 0.40 ns);\n"},
+    };
+    static const std::regex report(R"(entgen: \w+ (6\d\d):  :  entgen\.ini, line (\d+):)");
+    for (const SectionEffect& c : cases) {
+        const std::string model = entity(c.symbol, c.statements);
+        std::string reports;
+        for (std::sregex_iterator it(run.err.begin(), run.err.end(), report), end; it != end; ++it)
+            reports += (reports.empty() ? "" : " ") + (*it)[1].str() + "@" + (*it)[2].str();
+        EXPECT_EQ(reports, c.reports) << c.statements;
+        EXPECT_EQ(model, "entity PART is\n" + std::string(c.entity) + "end PART;\n")
+            << c.statements;
+    }
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include <cstring>
 #include <optional>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -38,8 +37,7 @@ protected:
         here.emplace(dir.path());
         qlm_free_all(), ksGetdefReset(), ksKdirReset();
         ASSERT_EQ(iwinit(), 1);
-        // Starting the database points the reports at stderr.
-        ktErrFileV = reports_ = open_memstream(&text_, &len_);
+        catchReports();  // after the start, which points them at stderr
     }
     void TearDown() override {
         if (Iexpand) iwexpbus();
@@ -47,20 +45,7 @@ protected:
         rdbExit();
         here.reset();
         qlm_free_all(), ksGetdefReset(), ksKdirReset();
-        ktErrFileV = stderr;
-        if (reports_) std::fclose(reports_);
-        std::free(text_);
         TranslatorTest::TearDown();
-    }
-    // The numbers of the translator's reports since the last call.
-    std::string numbers() {
-        std::fflush(reports_);
-        std::string text(text_ + taken_, len_ - taken_), out;
-        taken_ = len_;
-        static const std::regex number(R"(entgen: \w+ (\d+):)");
-        for (std::sregex_iterator it(text.begin(), text.end(), number), end; it != end; ++it)
-            out += (out.empty() ? "" : " ") + (*it)[1].str();
-        return out;
     }
 
     // A symbol with these attributes and pins, each pin a label with its
@@ -116,9 +101,6 @@ protected:
     std::optional<ChdirGuard> here;
 
 private:
-    FILE* reports_ = nullptr;
-    char* text_ = nullptr;
-    size_t len_ = 0, taken_ = 0;
     int made_ = 0;
 };
 

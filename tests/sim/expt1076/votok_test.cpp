@@ -100,12 +100,6 @@ TEST_F(TokenWriterDeathTest, WriteErrorsAndNoOpenFileEndTheRun) {
     EXPECT_EXIT(votok(NL, "x"), ::testing::ExitedWithCode(1), "542");
 }
 
-TEST(Equal, AnyPrefixInAnyCaseMatches) {
-    for (const char* a : {"y", "Ye", "YES", ""}) EXPECT_TRUE(equal(a, "Yes")) << a;
-    for (const char* a : {"yess", "n"}) EXPECT_FALSE(equal(a, "Yes")) << a;
-    EXPECT_FALSE(equal("No", "N"));
-}
-
 using Dialogue = TranslatorTest;
 
 TEST_F(Dialogue, FirstWordOrTheDefaultCutToTheBuffer) {
