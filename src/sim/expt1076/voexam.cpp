@@ -354,7 +354,7 @@ voCons* vonewcons(iwatt* a) {
     k->name = copyOf(behind(a->name, 9));
     // The stored value is the database's shared name: work on a copy.
     char copy[VO_BUFSIZE];
-    ktStrncpyNullTerm(copy, a->value ? a->value : "", sizeof copy);
+    voCopyName(copy, a->value ? a->value : "", sizeof copy);
     if (!splitTyped(copy, &k->type, &k->value)) voreport(3, VOM_NOCONSTTYPE, k->name);
     return k;
 }

@@ -54,7 +54,7 @@ struct NameSet {
     // Adds `name`; false when it was there already.
     bool add(const char* name) {
         char key[VOTR_BUFSIZE];
-        ktStrUpc(ktStrncpyNullTerm(key, name ? name : "", sizeof key));
+        ktStrUpc(voCopyName(key, name ? name : "", sizeof key));
         if (ktSymFetch(table, key)) return false;
         ktSymStore(table, key, table);
         return true;
@@ -98,7 +98,7 @@ void voPrintCOM(iwatt* attributes) {
     int n = 0;
     for (const iwatt* a = attributes; a && n < kMaxComments; a = a->next) {
         char name[kMaxCommentName];
-        ktStrncpyNullTerm(name, a->name ? a->name : "", sizeof name);
+        voCopyName(name, a->name ? a->name : "", sizeof name);
         if (ktStrNicmp(name, "VHDL_COM_", 9) != 0) continue;
         table[n++] = {ktStrCpy(name + 9), ktStrCpy(a->value ? a->value : "")};
     }

@@ -57,9 +57,14 @@ void breakLine(vofile* f) {
     f->column = 0;
 }
 
+// Written from a row of blanks rather than formatted: an indent goes in
+// front of nearly every line of a model.
 void spaces(vofile* f, int n) {
     if (n <= 0) return;
-    std::fprintf(f->fp, "%*s", n, "");
+    static constexpr char kBlanks[] = "                                ";
+    constexpr int kRow = static_cast<int>(sizeof kBlanks) - 1;
+    for (int left = n; left > 0; left -= kRow)
+        std::fwrite(kBlanks, 1, static_cast<size_t>(left < kRow ? left : kRow), f->fp);
     checked(f);
     f->column += n;
 }

@@ -301,7 +301,7 @@ Clash* clashOf(const char* name) {
     }
     // A name that stands for itself fits in a translation.
     char key[VOTR_BUFSIZE];
-    ktStrUpc(ktStrncpyNullTerm(key, name, sizeof key));
+    ktStrUpc(voCopyName(key, name, sizeof key));
     if (auto* c = static_cast<Clash*>(ktSymFetch(clashes_, key))) return c;
     auto* c = static_cast<Clash*>(ktMemCalloc(1, sizeof(Clash), kTag));
     ktSymStore(clashes_, key, c);
@@ -416,7 +416,7 @@ char* votr(const char* name) {
         name = std::strcpy(own, name);
     // A name seen before gives its translation again, and no warning.
     if (const votrname* known = lookUp(name)) {
-        ktStrncpyNullTerm(trbuf, known->vhdlname, sizeof trbuf);
+        voCopyName(trbuf, known->vhdlname, sizeof trbuf);
         return trbuf;
     }
 
@@ -450,9 +450,9 @@ char* votr(const char* name) {
 
 char* voGetScrivetName(const char* name, char* out) {
     char base[VOTR_BUFSIZE];
-    ktStrncpyNullTerm(base, name ? name : "", sizeof base);
+    voCopyName(base, name ? name : "", sizeof base);
     if (char* bracket = std::strchr(base, '[')) *bracket = '\0';
-    return ktStrncpyNullTerm(out, votr(base), VOTR_BUFSIZE);
+    return voCopyName(out, votr(base), VOTR_BUFSIZE);
 }
 
 char* votruncnam(const char* name) {

@@ -5,7 +5,9 @@
 // symbols of a library). The same table feeds the collision test and the
 // identifier list of a library run.
 #pragma once
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 // One translated name. `vhdlname` is `name` itself when the translation
 // differs from the input at most in case, else the entry's own copy.
@@ -18,6 +20,18 @@ struct votrname {
 constexpr int VOTR_BUCKETS = 2048;
 // A translation holds at most VOTR_BUFSIZE - 1 characters.
 constexpr int VOTR_BUFSIZE = 2048;
+
+// `text` (null: empty) copied into `out` of `size` bytes, cut to size - 1
+// and ended. The bytes behind the end are left as they are: on the large
+// name buffers that are filled for every pin, clearing them was most of
+// the work of a copy.
+inline char* voCopyName(char* out, const char* text, size_t size) {
+    if (size == 0) return out;
+    const size_t n = text ? strnlen(text, size - 1) : 0;
+    std::memmove(out, text ? text : "", n);
+    out[n] = '\0';
+    return out;
+}
 
 // VOTR_BUCKETS chains, each newest first; null until the first name is
 // stored. Only votr changes it.
