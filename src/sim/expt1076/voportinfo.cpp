@@ -57,6 +57,55 @@ struct Hung {
 Hung* hung_ = nullptr;
 uint32_t hungCount_ = 0, hungRoom_ = 0;
 
+// A port's texts are few and short; each in a block of its own cost the
+// heap more in headers and rounding than the texts hold, for every pin of
+// every symbol of a run. So voGetPortInfo moves a finished record and its
+// texts into one block. The bytes of texts behind such a record, for each
+// entry of hung_; 0 for a record of the usual kind. A text changed later
+// is a copy of its own again, and goes as such.
+uint32_t* packed_ = nullptr;
+
+bool inBlock(uint32_t i, const voPort* r, const char* text) {
+    const char* from = reinterpret_cast<const char*>(r + 1);
+    return packed_[i] != 0 && text >= from && text < from + packed_[i];
+}
+
+// The texts of entry i that are copies of their own.
+void dropTexts(uint32_t i) {
+    voPort* r = hung_[i].port;
+    for (char** s : {&r->type, &r->range, &r->name, &r->value, &r->mode, &r->brf})
+        if (inBlock(i, r, *s))
+            *s = nullptr;
+        else
+            dropText(*s);
+}
+
+// Moves the newest record, `r`, and its texts into one block, which takes
+// its place; the copies go.
+voPort* pack(voPort* r) {
+    if (hungCount_ == 0 || hung_[hungCount_ - 1].port != r) return r;
+    char** from[] = {&r->type, &r->range, &r->name, &r->value, &r->mode, &r->brf};
+    size_t bytes = 0;
+    for (char** s : from)
+        if (*s) bytes += std::strlen(*s) + 1;
+    if (bytes == 0 || bytes > UINT32_MAX) return r;
+    auto* p = static_cast<voPort*>(ktMemCalloc(1, sizeof(voPort) + bytes, kTag));
+    char** to[] = {&p->type, &p->range, &p->name, &p->value, &p->mode, &p->brf};
+    char* at = reinterpret_cast<char*>(p + 1);
+    for (size_t k = 0; k < sizeof from / sizeof *from; ++k) {
+        if (!*from[k]) continue;
+        const size_t n = std::strlen(*from[k]) + 1;
+        std::memcpy(at, *from[k], n);
+        *to[k] = at;
+        at += n;
+        dropText(*from[k]);
+    }
+    ktMemFree(r);
+    hung_[hungCount_ - 1].port = p;
+    packed_[hungCount_ - 1] = static_cast<uint32_t>(bytes);
+    return p;
+}
+
 // ---- the index of one symbol's pins --------------------------------------------
 
 struct PinIndex {
@@ -85,7 +134,7 @@ ktSym* newTable() {
 // The key of a name: its upper-case form, since names compare without
 // regard to case.
 const char* keyOf(const char* name, char* key) {
-    if (name != key) ktStrncpyNullTerm(key, name ? name : "", VOTR_BUFSIZE);
+    if (name != key) voCopyName(key, name ? name : "", VOTR_BUFSIZE);
     return ktStrUpc(key);
 }
 
@@ -154,7 +203,7 @@ std::string labelOf(const char* name) {
 void rangePart(const char* name, char* out) {
     const char* t = votr(name);
     const char* open = std::strchr(t, '(');
-    ktStrncpyNullTerm(out, open ? open : "", VOTR_BUFSIZE);
+    voCopyName(out, open ? open : "", VOTR_BUFSIZE);
 }
 
 // A number as "%d" reads it, held within the range of an int.
@@ -175,7 +224,10 @@ voPort* voPortBlock() {
     if (hungCount_ == hungRoom_) {
         hungRoom_ = hungRoom_ ? hungRoom_ * 2 : 64;
         hung_ = static_cast<Hung*>(ktMemRealloc(hung_, hungRoom_ * sizeof(Hung), kTag));
+        packed_ =
+            static_cast<uint32_t*>(ktMemRealloc(packed_, hungRoom_ * sizeof(uint32_t), kTag));
     }
+    packed_[hungCount_] = 0;
     hung_[hungCount_++] = Hung{r, nullptr};
     return r;
 }
@@ -197,14 +249,26 @@ voPort* voPinPort(const iwspin* pin) {
     return hung_[n - 1].port;
 }
 
+void voPortSetText(const iwspin* pin, char** field, const char* text) {
+    int ok = 0;
+    const uint32_t n = iwgettag(pin, IW_KSPIN, &ok);
+    const voPort* r = voPinPort(pin);
+    if (r && inBlock(n - 1, r, *field))
+        *field = nullptr;
+    else
+        dropText(*field);
+    *field = vostcpy(text);
+}
+
 void voPortFreeAll() {
     for (uint32_t i = 0; i < hungCount_; ++i) {
-        voPort* r = hung_[i].port;
-        for (char** s : {&r->type, &r->range, &r->name, &r->value, &r->mode, &r->brf}) dropText(*s);
-        ktMemFree(r);
+        dropTexts(i);
+        ktMemFree(hung_[i].port);
     }
     if (hung_) ktMemFree(hung_);
+    if (packed_) ktMemFree(packed_);
     hung_ = nullptr;
+    packed_ = nullptr;
     hungCount_ = hungRoom_ = 0;
     dropIndex();
 }
@@ -220,13 +284,14 @@ void voGetPortInfo(iwsym* symbol, iwspin* pin, vogroup*) {
 
     char type[VO_BUFSIZE];
     voGetPortType(pin, type);
-    if (!*type) ktStrncpyNullTerm(type, typeFor(votr(pinName(pin))), sizeof type);
+    if (!*type) voCopyName(type, typeFor(votr(pinName(pin))), sizeof type);
     r->type = vostcpy(type);
 
     voGetPortRange(pinName(pin), &r->range);
     voGetPortBRF(pin, &r->brf);
     if (d) r->value = vostcpy(voeval(d->value, r->type));
 
+    r = pack(r);
     if (symbol && index_.symbol == symbol) {
         if (const voPort* old = voPinPort(pin)) countName(old->name, -1);
         countName(r->name, 1);
@@ -326,7 +391,7 @@ void voGetPortRange(const char* name, char** out) {
 
 void voGetPortType(iwspin* pin, char* out) {
     const iwatt* a = ifattatt("VHDL_TYPE", pin ? pin->attributes : nullptr);
-    ktStrncpyNullTerm(out, a && a->value ? a->value : "", VO_BUFSIZE);
+    voCopyName(out, a && a->value ? a->value : "", VO_BUFSIZE);
 }
 
 void voGetPortBRF(iwspin* pin, char** out) {

@@ -49,6 +49,9 @@ void voHangPort(iwspin* pin, voPort* port);
 voPort* voPinPort(const iwspin* pin);
 // Releases every record; the pins they hung on have none from then on.
 void voPortFreeAll();
+// Puts a copy of `text` (null: none) in `field` of the record hung on
+// `pin`, in place of the text there.
+void voPortSetText(const iwspin* pin, char** field, const char* text);
 
 // The direction code of the pin's type; VOPORT_UNKNOWN without one or for
 // a type no table knows, which is then learned as an INOUT type.

@@ -18,11 +18,6 @@
 #include "votr.h"
 
 namespace {
-void replace(char*& field, const char* text) {
-    if (field) vofree(field, std::strlen(field) + 1);
-    field = vostcpy(text);
-}
-
 // Letters, digits and underscores only: such a name is a bus of one member,
 // itself.
 bool plainName(const char* name) {
@@ -51,7 +46,7 @@ std::unordered_set<std::string> membersOf(const char* bus) {
 
 void applyVector(iwsym* symbol, const char* value) {
     char s[VO_BUFSIZE];
-    ktStrncpyNullTerm(s, value ? value : "", sizeof s);
+    voCopyName(s, value ? value : "", sizeof s);
     // The type stands behind the last colon, unless that colon is the one
     // of the range: a value without a type of its own.
     const char* vtype = nullptr;
@@ -72,11 +67,11 @@ void applyVector(iwsym* symbol, const char* value) {
             ktStrIcmp(r->name, s) != 0 &&
             (plainName(r->name) ? members.count(r->name) != 0 : ktBusExpandSubset(s, r->name) != 0);
         if (member) {
-            replace(r->name, base);
-            replace(r->range, range);
-            if (vtype) replace(r->type, vtype);
+            voPortSetText(p, &r->name, base);
+            voPortSetText(p, &r->range, range);
+            if (vtype) voPortSetText(p, &r->type, vtype);
         } else if (ktStrIcmp(r->name, base) == 0) {
-            replace(r->range, range);
+            voPortSetText(p, &r->range, range);
         }
     }
     if (range) vofree(range, std::strlen(range) + 1);
