@@ -1,7 +1,9 @@
 // The name table. A bucket is appended to when the new
 // text sorts after its tail, which keeps names that come in rising order
-// (pins P1, P2, ...) at constant cost; the comparison is made with the text
-// as given, so a name in lower case is entered again in capitals.
+// (pins P1, P2, ...) at constant cost. The text is compared in capitals,
+// as it is stored: compared as given, a text in lower case (a comment, a
+// type) would sort after everything in its bucket and be entered again at
+// each call, and a library's buckets would grow with every symbol read.
 #include "iwname.h"
 
 #include <cstring>
@@ -32,6 +34,15 @@ uint32_t hashOf(const char* text) {
     return h;
 }
 
+// strcmp of `text` folded to capitals against a stored name.
+int compareFolded(const char* text, const char* stored) {
+    for (;; ++text, ++stored) {
+        const auto a = static_cast<unsigned char>(upper(*text));
+        const auto b = static_cast<unsigned char>(*stored);
+        if (a != b || a == 0) return a - b;
+    }
+}
+
 Entry* newEntry(const char* text, Entry* next) {
     size_t n = std::strlen(text);
     auto* e = static_cast<Entry*>(iwballoc(Idatamem, sizeof(Entry) + n + 1));
@@ -54,14 +65,14 @@ char* iwmkname(const char* text) {
     }
     uint32_t b = hashOf(text) % IW_NAMEBUCKETS;
     if (!heads_[b]) return (heads_[b] = tails_[b] = newEntry(text, nullptr))->text;
-    int c = std::strcmp(text, tails_[b]->text);
+    int c = compareFolded(text, tails_[b]->text);
     if (c == 0) return tails_[b]->text;
     if (c > 0) {
         tails_[b] = tails_[b]->next = newEntry(text, nullptr);
         return tails_[b]->text;
     }
     for (Entry** at = &heads_[b];; at = &(*at)->next) {
-        int d = std::strcmp(text, (*at)->text);
+        int d = compareFolded(text, (*at)->text);
         if (d == 0) return (*at)->text;
         if (d < 0) return (*at = newEntry(text, *at))->text;
     }
