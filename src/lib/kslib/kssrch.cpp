@@ -103,11 +103,16 @@ struct Spec {
 
 bool found(const char* path, int kind, ksPathBuf& out) {
     char abs[KS_PATHMAX];
-    if (ksExists2(path, kind, abs) != KS_OK) return false;
-    // A support file is a regular file: a FIFO or a device of its name
-    // would hang its reader, so the search goes on past it.
-    struct stat st;
-    if (kind == KS_FILE && (ksSysV.stat(path, &st) != 0 || !S_ISREG(st.st_mode))) return false;
+    if (kind == KS_FILE) {
+        // A support file is a regular file: a FIFO or a device of its name
+        // would hang its reader, so the search goes on past it. One look
+        // at the file tells both that it is there and what it is.
+        struct stat st;
+        if (ksSysV.stat(path, &st) != 0 || !S_ISREG(st.st_mode)) return false;
+        if (ksAbsPath2(path, abs) != KS_OK) return false;
+    } else if (ksExists2(path, kind, abs) != KS_OK) {
+        return false;
+    }
     std::strcpy(out, abs);
     return true;
 }
