@@ -63,16 +63,31 @@ char* iwmkname(const char* text) {
         std::memset(heads_, 0, bytes);
         std::memset(tails_, 0, bytes);
     }
-    uint32_t b = hashOf(text) % IW_NAMEBUCKETS;
+    // The hash and, for a text of usual length, the text in capitals, in
+    // one pass; the capitals are then compared with strcmp.
+    char folded[256];
+    uint32_t h = 0;
+    size_t n = 0;
+    for (const char* p = text; *p; ++p, ++n) {
+        const char u = upper(*p);
+        h = h * 10 + static_cast<uint32_t>(static_cast<signed char>(u));
+        if (n < sizeof folded) folded[n] = u;
+    }
+    const bool short_ = n < sizeof folded;
+    if (short_) folded[n] = '\0';
+    const uint32_t b = h % IW_NAMEBUCKETS;
     if (!heads_[b]) return (heads_[b] = tails_[b] = newEntry(text, nullptr))->text;
-    int c = compareFolded(text, tails_[b]->text);
+    auto compare = [&](const char* stored) {
+        return short_ ? std::strcmp(folded, stored) : compareFolded(text, stored);
+    };
+    int c = compare(tails_[b]->text);
     if (c == 0) return tails_[b]->text;
     if (c > 0) {
         tails_[b] = tails_[b]->next = newEntry(text, nullptr);
         return tails_[b]->text;
     }
     for (Entry** at = &heads_[b];; at = &(*at)->next) {
-        int d = compareFolded(text, (*at)->text);
+        int d = compare((*at)->text);
         if (d == 0) return (*at)->text;
         if (d < 0) return (*at = newEntry(text, *at))->text;
     }
