@@ -23,6 +23,13 @@ struct Entry {
 Entry** heads_ = nullptr;
 Entry** tails_ = nullptr;
 
+// The entry last found for each of kRecent slots of the hash. The names a
+// library repeats in every symbol (attribute names, pin types and numbers)
+// are then found at once, not by a walk along their bucket, whose entries
+// lie scattered over the pool by the time a library is half read.
+constexpr uint32_t kRecent = 4096;
+Entry** recent_ = nullptr;
+
 char upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
@@ -52,6 +59,20 @@ Entry* newEntry(const char* text, Entry* next) {
     return e;
 }
 
+// The entry of `text` in bucket b, made when there is none; `compare`
+// compares the text with a stored name.
+template <typename Compare>
+Entry* find(uint32_t b, const char* text, Compare compare) {
+    if (!heads_[b]) return heads_[b] = tails_[b] = newEntry(text, nullptr);
+    int c = compare(tails_[b]->text);
+    if (c == 0) return tails_[b];
+    if (c > 0) return tails_[b] = tails_[b]->next = newEntry(text, nullptr);
+    for (Entry** at = &heads_[b];; at = &(*at)->next) {
+        int d = compare((*at)->text);
+        if (d == 0) return *at;
+        if (d < 0) return *at = newEntry(text, *at);
+    }
+}
 }  // namespace
 
 char* iwmkname(const char* text) {
@@ -60,8 +81,10 @@ char* iwmkname(const char* text) {
         size_t bytes = IW_NAMEBUCKETS * sizeof(Entry*);
         heads_ = static_cast<Entry**>(iwballoc(Idatamem, bytes));
         tails_ = static_cast<Entry**>(iwballoc(Idatamem, bytes));
+        recent_ = static_cast<Entry**>(iwballoc(Idatamem, kRecent * sizeof(Entry*)));
         std::memset(heads_, 0, bytes);
         std::memset(tails_, 0, bytes);
+        std::memset(recent_, 0, kRecent * sizeof(Entry*));
     }
     // The hash and, for a text of usual length, the text in capitals, in
     // one pass; the capitals are then compared with strcmp.
@@ -75,22 +98,12 @@ char* iwmkname(const char* text) {
     }
     const bool short_ = n < sizeof folded;
     if (short_) folded[n] = '\0';
-    const uint32_t b = h % IW_NAMEBUCKETS;
-    if (!heads_[b]) return (heads_[b] = tails_[b] = newEntry(text, nullptr))->text;
     auto compare = [&](const char* stored) {
         return short_ ? std::strcmp(folded, stored) : compareFolded(text, stored);
     };
-    int c = compare(tails_[b]->text);
-    if (c == 0) return tails_[b]->text;
-    if (c > 0) {
-        tails_[b] = tails_[b]->next = newEntry(text, nullptr);
-        return tails_[b]->text;
-    }
-    for (Entry** at = &heads_[b];; at = &(*at)->next) {
-        int d = compare((*at)->text);
-        if (d == 0) return (*at)->text;
-        if (d < 0) return (*at = newEntry(text, *at))->text;
-    }
+    Entry*& recent = recent_[(h * 2654435761u) >> 20];  // the top 12 bits
+    if (recent && compare(recent->text) == 0) return recent->text;
+    return (recent = find(h % IW_NAMEBUCKETS, text, compare))->text;
 }
 
 uint32_t iwhash(const char* text, uint32_t count) {
@@ -98,7 +111,7 @@ uint32_t iwhash(const char* text, uint32_t count) {
 }
 
 void iwdelnames() {
-    heads_ = tails_ = nullptr;
+    heads_ = tails_ = recent_ = nullptr;
 }
 
 int iwsysatt(const char* name) {
