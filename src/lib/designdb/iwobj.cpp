@@ -189,10 +189,19 @@ iwatt* ifattatt(const char* name, iwatt* list) {
     if (!name) return nullptr;
     // A name too long for the look-up buffer names no stored attribute.
     char wanted[16384];
-    if (std::strlen(name) >= sizeof wanted) return nullptr;
-    ktStrUpc(std::strcpy(wanted, name));
+    const size_t n = std::strlen(name);
+    if (n >= sizeof wanted) return nullptr;
+    // A name already in capitals, as the callers' own names are, is looked
+    // up as it stands; only one with a lower-case letter is copied.
+    const char* key = name;
+    for (size_t i = 0; i < n; ++i) {
+        if (name[i] >= 'a' && name[i] <= 'z') {
+            key = ktStrUpc(static_cast<char*>(std::memcpy(wanted, name, n + 1)));
+            break;
+        }
+    }
     for (iwatt* a = list; a && a->name; a = a->next) {
-        int c = std::strcmp(a->name, wanted);
+        int c = std::strcmp(a->name, key);
         if (c == 0) return a;
         if (c > 0) return nullptr;
     }
