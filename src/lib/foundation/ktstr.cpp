@@ -266,10 +266,16 @@ int ktStrIcmp(const char* a, const char* b) {
     if (a == b) return 0;
     if (!a) return -1;
     if (!b) return 1;
+    // Bytes that are the same need no folding: the lists searched this way
+    // mostly hold names written as they are asked for.
     for (;; ++a, ++b) {
+        if (*a == *b) {
+            if (*a == '\0') return 0;
+            continue;
+        }
         int ca = upper(static_cast<unsigned char>(*a));
         int cb = upper(static_cast<unsigned char>(*b));
-        if (ca != cb || ca == 0) return ca - cb;
+        if (ca != cb) return ca - cb;
     }
 }
 
