@@ -284,9 +284,12 @@ int ktStrNicmp(const char* a, const char* b, int count) {
     if (!a) return -1;
     if (!b) return 1;
     for (int i = 0; i < count; ++i) {
+        if (a[i] == b[i]) {
+            if (a[i] == '\0') return 0;
+            continue;
+        }
         int ca = upper(static_cast<unsigned char>(a[i]));
         int cb = upper(static_cast<unsigned char>(b[i]));
-        if (ca == 0 && cb == 0) return 0;
         if (ca == 0) return -1;
         if (cb == 0) return 1;
         if (ca != cb) return ca - cb;
