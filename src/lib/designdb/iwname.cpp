@@ -27,7 +27,8 @@ Entry** tails_ = nullptr;
 // library repeats in every symbol (attribute names, pin types and numbers)
 // are then found at once, not by a walk along their bucket, whose entries
 // lie scattered over the pool by the time a library is half read.
-constexpr uint32_t kRecent = 4096;
+constexpr int kRecentBits = 10;
+constexpr uint32_t kRecent = 1u << kRecentBits;
 Entry** recent_ = nullptr;
 
 char upper(char c) {
@@ -82,8 +83,9 @@ char* iwmkname(const char* text) {
         heads_ = static_cast<Entry**>(iwballoc(Idatamem, bytes));
         tails_ = static_cast<Entry**>(iwballoc(Idatamem, bytes));
         recent_ = static_cast<Entry**>(iwballoc(Idatamem, kRecent * sizeof(Entry*)));
+        // A tail is read only where there is a head, and set with it: the
+        // tails are left as they come, untouched until used.
         std::memset(heads_, 0, bytes);
-        std::memset(tails_, 0, bytes);
         std::memset(recent_, 0, kRecent * sizeof(Entry*));
     }
     // The hash and, for a text of usual length, the text in capitals, in
@@ -101,7 +103,7 @@ char* iwmkname(const char* text) {
     auto compare = [&](const char* stored) {
         return short_ ? std::strcmp(folded, stored) : compareFolded(text, stored);
     };
-    Entry*& recent = recent_[(h * 2654435761u) >> 20];  // the top 12 bits
+    Entry*& recent = recent_[(h * 2654435761u) >> (32 - kRecentBits)];
     if (recent && compare(recent->text) == 0) return recent->text;
     return (recent = find(h % IW_NAMEBUCKETS, text, compare))->text;
 }
