@@ -365,6 +365,7 @@ struct Output {
     }
 
     void fill(char c, size_t n) {
+        if (n == 0) return;  // the padding of nearly every directive
         if (size_t r = room()) std::memset(buf + count, c, n < r ? n : r);
         count += n;
     }
