@@ -18,14 +18,34 @@
 #include <string>
 #include <string_view>
 
+#include "kssysinfo.h"
 #include "ktex.h"
 #include "ktmem.h"
 #include "ktstr.h"
 #include "ktsym.h"
 
+namespace {
+
+// The host values through the system layer's own ksSysinfo, in the shape
+// of the calls a test may put in their place.
+int sysHostname(char* name, size_t size) {
+    long need = ksSysinfo(KS_SI_HOSTNAME, name, static_cast<long>(size));
+    return need > 0 && static_cast<size_t>(need) <= size ? 0 : -1;
+}
+
+long sysHostid() {
+    char text[24];
+    long need = ksSysinfo(KS_SI_HW_SERIAL, text, sizeof text);
+    if (need < 0 || need > static_cast<long>(sizeof text)) return 0;
+    return static_cast<long>(std::strtoul(text, nullptr, 10));
+}
+
+}  // namespace
+
 const ksSysTB ksSysDefaultV = {
-    ::stat,   ::mkdir,    ::unlink,    ::rmdir,       ::rename,    ::utime,
-    ::getcwd, std::fread, std::fwrite, ::gethostname, ::gethostid, ::time,
+    ::stat,   ::mkdir,    ::unlink,    ::rmdir,     ::rename,  ::utime,
+    ::getcwd, std::fread, std::fwrite, sysHostname, sysHostid, ::time,
+    ::sleep,
 };
 ksSysTB ksSysV = ksSysDefaultV;
 
@@ -719,7 +739,7 @@ void ksStdFilesOpen() {
 }
 
 void ksSleepSec(unsigned seconds) {
-    sleep(seconds);
+    ksSysV.sleep(seconds);
 }
 
 void ksCoreDump() {

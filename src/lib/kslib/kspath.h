@@ -144,6 +144,7 @@ struct ksSysTB {
     int (*gethostname)(char* name, size_t size);
     long (*gethostid)();
     time_t (*time)(time_t* out);
+    unsigned (*sleep)(unsigned seconds);
 };
 extern ksSysTB ksSysV;
 // The table of the real calls, to put back what a test swapped.

@@ -357,8 +357,13 @@ struct rdbFileRec {
     int32_t type;
     FILE* stream;
     int fd;
-    long position;           // of a member in a mega file; -1 for none
-    struct ktSym* dirCache;  // a library's listings by subdirectory, or null
+    // Of a member in a mega file, its offset (-1 for none); of a mega
+    // index, the slot of the last hit, or the byte behind it with no table.
+    long position;
+    struct ktSym* dirCache;          // a library's listings by subdirectory, or null
+    struct rdbLockObj* lock;         // the lock this object holds on its file, or null
+    struct rdbiMegaSlot* megaIndex;  // a mega index's table, or null
+    long size;                       // of the file when its time was noted
 };
 
 struct rdbObject {
@@ -384,6 +389,7 @@ struct rdbObject {
     rdbObject* firstChild;
     void* smData;
     uintptr_t userData;  // the caller's word
+    uint32_t timestamp;  // time of the file when it was opened or its index read
 };
 
 struct rdbMaster {

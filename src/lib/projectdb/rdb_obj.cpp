@@ -3,6 +3,7 @@
 #include "rdb_obj.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -16,6 +17,7 @@
 #include "rdb_dircache.h"
 #include "rdb_itc.h"
 #include "rdb_lock.h"
+#include "rdb_mega.h"
 #include "rdb_model.h"
 #include "rdb_ref.h"
 
@@ -117,6 +119,11 @@ void freeRecord(rdbObject* object) {
         freeRecord(child);
     }
     closeHandle(object, 0);
+    if (object->file) {
+        // An object freed without a close gives up its lock all the same.
+        rdbiRemoveLockObj(object, 0, 0);
+        if (object->file->megaIndex) rdbiMegaFreeIndx(object);
+    }
     rdbiFreeProperties(object->properties);
     rdbiFreeViews(object->views);
     freeText(object->name);
@@ -187,7 +194,7 @@ int rdbiOpenFile(rdbObject* o) {
     bool locked = false;
     if (writeMode(mode) || (mode & rdbModeKEEPLOCK)) {
         if (mode & rdbModeLOCKTEST) {
-            if (rdbObjectLocked(o->path)) return rdbStatLOCKED;
+            if (rdbObjectLocked(o->path) && !rdbMyLock(o->path)) return rdbStatLOCKED;
         } else {
             if (int st = rdbiLockObj(o)) return st;
             locked = true;
@@ -211,6 +218,8 @@ int rdbiOpenFile(rdbObject* o) {
         if (locked) rdbiRemoveLockObj(o, 0, 0);
         return exists ? rdbStatOPENERR : rdbStatNOTEXIST;
     }
+    // A change of mode keeps the time noted at the first opening.
+    if (!(mode & rdbModeFINAL)) o->timestamp = ksFtime(o->path);
     rdbSendObjOpened(o);
     return rdbStatOK;
 }
@@ -226,14 +235,23 @@ int openDir(rdbObject* o) {
     return rdbStatNOTEXIST;
 }
 
+// A member of a mega library: its data file, read-only and binary, at the
+// member's offset. An offset the index gave that lies beyond the data
+// can't be reached.
 int openMega(rdbObject* o) {
     if (writeMode(o->mode) || (o->mode & rdbModeRAW)) return rdbStatMODE;
     o->mode |= rdbModeBINARY;
     if (int st = rdbiOpenFile(o)) return st;
     o->flags |= rdbFlagRDEXISTS;
-    if ((o->mode & rdbModeREAD) && o->file->stream &&
-        std::fseek(o->file->stream, o->file->position, SEEK_SET) != 0)
+    FILE* f = o->file->stream;
+    if (!(o->mode & rdbModeREAD) || !f) return rdbStatOK;
+    struct stat s;
+    if (o->file->position < 0 || fstat(fileno(f), &s) != 0 || o->file->position > s.st_size ||
+        std::fseek(f, o->file->position, SEEK_SET) != 0) {
+        std::fclose(f);
+        o->file->stream = nullptr;
         return rdbStatFAILURE;
+    }
     return rdbStatOK;
 }
 
@@ -365,7 +383,9 @@ rdbObject* rdbiOpenObj(rdbObject* object, uint32_t mode, int* status) {
             return twin;
         }
     }
-    if (object->file && object->file->position >= 0) object->physType = rdbPhysTypeMEGA;
+    // The position of a mega index is the place of its last hit, no member's.
+    if (object->file && object->file->position >= 0 && !(object->cls->flags & rdbFlagMEGAFILE))
+        object->physType = rdbPhysTypeMEGA;
     object->mode = (mode & rdbModeZERO) ? 0 : mode;
     if (!(mode & rdbModeNOTOUCH)) {
         int st = rdbiOpenFileDir(object);
@@ -404,9 +424,14 @@ int rdbiCloseObj(rdbObject* object, uint32_t mode) {
                 rdbiFreeObj(child);  // a child that can't be closed goes with its parent
         }
     }
+    // A mega index keeps its table through a change of mode.
+    if ((object->flags & rdbiFlagMEGA_INDEX) && !(mode & rdbModeMEGAINDEX))
+        rdbiMegaFreeIndx(object);
+    // A file opened to keep its lock keeps it through the close.
+    const uint32_t keepLock = object->mode & rdbModeKEEPLOCK;
     closeHandle(object, mode);
     object->mode = 0;
-    int st = rdbiRemoveLockObj(object, mode, 1);
+    int st = rdbiRemoveLockObj(object, mode | keepLock, 1);
     if (st != rdbStatOK && !(mode & rdbModeFREE)) return st;
     object->state = 1;
     if (object->parent && (object->parent->flags & rdbFlagMETADATA))

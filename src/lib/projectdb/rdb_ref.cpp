@@ -207,9 +207,12 @@ rdbObject* resolveLast(rdbObject* parent, const rdbiRefElem& e, int* status) {
         }
     ksPathBuf where;
     long offset = -1;
-    if (parent->physType == rdbPhysTypeMEGA && !path)
+    if (parent->physType == rdbPhysTypeMEGA && !path) {
         offset = rdbiSearchMega(parent, e.cls, e.name.c_str(), e.modifier.c_str(), e.version,
                                 nullptr, &where, 1);
+        // The index's file is shut between searches; its table stays.
+        rdbiMegaOpenTbl(parent, e.cls, 4, &st);
+    }
     int found;
     if (offset >= 0) {
         found = rdbStatOK;
