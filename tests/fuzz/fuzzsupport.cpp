@@ -144,6 +144,15 @@ extern "C" void __wrap__Z6voexiti(int code) {
     throw FuzzExit{code};
 }
 
+long fuzzEmptyCopies = 0;
+
+extern "C" char* __real__Z7vostcpyPKc(const char* text);
+
+extern "C" char* __wrap__Z7vostcpyPKc(const char* text) {
+    if (text && !*text) ++fuzzEmptyCopies;
+    return __real__Z7vostcpyPKc(text);
+}
+
 void fuzzFail(const char* file, int line, const char* what) {
     std::fprintf(stderr, "%s:%d: fuzz check failed: %s\n", file, line, what);
     std::fflush(stderr);
