@@ -63,6 +63,36 @@ bool fuzzRefused(Body body) {
         });
 }
 
+// The translator ends a run with voexit, which ends the process. The fuzz
+// programs are linked so that every call of it from another file comes
+// here instead: inside fuzzCatchExit the summary is made as voexit makes
+// it and the call returns to fuzzCatchExit, which gives the code passed;
+// outside, the process ends as it would. Whatever the run had open (its
+// initialization file, its output) is the target's to close.
+struct FuzzExit {
+    int code;
+};
+template <typename Body>
+int fuzzCatchExit(Body body) {
+    extern int fuzzExitCatching;
+    struct Depth {
+        Depth() { ++fuzzExitCatching; }
+        ~Depth() { --fuzzExitCatching; }
+    } depth;
+    try {
+        body();
+    } catch (const FuzzExit& e) {
+        return e.code;
+    }
+    return -1;
+}
+
+// The copies of an empty text the translator has made (vostcpy of ""),
+// counted by fuzzsupport, which the program's calls reach first. vostfree
+// leaves such a copy in place, its byte still in vomemtotal: by at most
+// these does the total of a finished input stay above where it started.
+extern long fuzzEmptyCopies;
+
 [[noreturn]] void fuzzFail(const char* file, int line, const char* what);
 #define FUZZ_CHECK(cond) ((cond) ? (void)0 : fuzzFail(__FILE__, __LINE__, #cond))
 

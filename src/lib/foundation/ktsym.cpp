@@ -243,9 +243,12 @@ void ktSymDestroy(ktSym* table, void (*release)(void* value)) {
 
 int ktTklex(FILE* stream, char* token, int size, const char* delims, const char* skips,
             const ktTklexKeyword* keywords) {
+    // A zero byte is no character of a text file's token: stored, it would
+    // cut the token short for every reader of the C string, down to an
+    // empty one. It is passed over wherever it stands.
     int c;
     do c = std::getc(stream);
-    while (c != EOF && inSet(c, skips));
+    while (c != EOF && (c == '\0' || inSet(c, skips)));
     if (c == EOF) return -1;
 
     int len = 0;
@@ -253,7 +256,7 @@ int ktTklex(FILE* stream, char* token, int size, const char* delims, const char*
         if (size > 1) token[len++] = static_cast<char>(c);
     } else {
         for (; c != EOF && !inSet(c, delims); c = std::getc(stream))
-            if (len < size - 1) token[len++] = static_cast<char>(c);
+            if (c != '\0' && len < size - 1) token[len++] = static_cast<char>(c);
         if (c != EOF) std::ungetc(c, stream);
     }
     if (size > 0) token[len] = '\0';

@@ -97,7 +97,8 @@ struct ktTklexKeyword {
 // Reads one token into `token` (at most size - 1 characters; the rest of a
 // longer word is read and dropped). Characters of `skips` are passed over
 // ahead of a token; the token runs up to a character of `delims`, which is
-// pushed back; a delimiter met at once is a token of its own. Returns the
+// pushed back; a delimiter met at once is a token of its own. Zero bytes
+// are passed over, so a token is never empty. Returns the
 // code of the first keyword with a non-zero code that the token matches,
 // 0 if none does, or -1 at the end of the stream.
 int ktTklex(FILE* stream, char* token, int size, const char* delims, const char* skips,

@@ -89,14 +89,27 @@ void* voalloc(size_t size) {
     return get(size, true);
 }
 
+namespace {
+// Every copy of an empty text is this one, counted as the byte it takes.
+// vostfree leaves an empty text in place, so a copy of its own would be
+// lost; shared, it is never freed at all, and the total still stays the
+// byte too high that such a release leaves.
+char emptyCopy[1];
+}  // namespace
+
 void vofree(void* block, size_t size) {
     if (!block) return;
-    ktMemFree(block);
+    if (block != emptyCopy) ktMemFree(block);
     vomemtotal -= static_cast<long>(size);
 }
 
 char* vostcpy(const char* text) {
     if (!text) return nullptr;
+    if (!*text) {
+        emptyCopy[0] = '\0';
+        vomemtotal += 1;
+        return emptyCopy;
+    }
     size_t n = std::strlen(text) + 1;
     char* p = static_cast<char*>(get(n, true));
     std::memcpy(p, text, n);

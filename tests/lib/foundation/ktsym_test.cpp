@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ktstr.h"
@@ -97,10 +98,10 @@ TEST_F(KeyRoutines, MissingKeysGiveTheNotFoundValueAndDestroyReleasesAll) {
 }
 
 // Each token of a whole stream as "code:text".
-std::vector<std::string> lexAll(const char* text, int size, const char* delims, const char* skips,
-                                const ktTklexKeyword* keys = nullptr) {
+std::vector<std::string> lexAll(std::string_view text, int size, const char* delims,
+                                const char* skips, const ktTklexKeyword* keys = nullptr) {
     std::unique_ptr<FILE, int (*)(FILE*)> in{std::tmpfile(), std::fclose};
-    std::fputs(text, in.get());
+    std::fwrite(text.data(), 1, text.size(), in.get());
     std::rewind(in.get());
     std::vector<std::string> out;
     std::vector<char> buf(size);
@@ -121,6 +122,8 @@ TEST(Lexer, DelimitersSkipsAndCuts) {
               (V{"0:abcd", "0:,", "0:abcd", "0:,", "0:abcd"}));
     EXPECT_EQ(lexAll("last", 16, " ", " "), V{"0:last"});
     EXPECT_EQ(lexAll("   \t ", 16, "\n", " \t"), V{});
+    // Zero bytes are no characters: not ahead of a token, not inside one.
+    EXPECT_EQ(lexAll(std::string_view("\0 \0a\0b\0 \0", 9), 16, " ", " "), V{"0:ab"});
 }
 
 TEST(Lexer, KeywordsMatchByPrefixDownToTheirMinimumLength) {
