@@ -3,8 +3,6 @@
 // first byte turns the bus expansion of pins on. Whatever the files hold,
 // the read ends, stays inside its buffers, and leaves a symbol whose pin
 // count is the number of its pins.
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +11,7 @@
 #include <fstream>
 #include <string>
 
+#include "fuzzsupport.h"
 #include "iwmsg.h"
 #include "iwobj.h"
 #include "iwrdsym.h"
@@ -25,17 +24,18 @@ FILE* quiet = nullptr;
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    setenv("KDIR", ENTGEN_SHARE_DIR, 0);
-    char dir[] = "/tmp/iwrdsym-fuzz-XXXXXX";
-    if (!mkdtemp(dir) || chdir(dir) != 0) std::abort();
+    // The shared working directory, which goes away at exit.
+    fuzzSetup();
+    FuzzInWorkDir in;
     std::filesystem::create_directories("cells/sym");
     std::ofstream("scrivet.ini") << "DIR [p] ./cells (cells)\n";
-    lib = std::string(dir) + "/cells/sym/";
+    lib = fuzzWorkDir() + "/cells/sym/";
     quiet = std::fopen("/dev/null", "w");
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    FuzzInWorkDir in;
     std::string input(reinterpret_cast<const char*>(data), size);
     size_t zero = input.find('\0');
     std::ofstream(lib + "f.1", std::ios::binary) << input.substr(0, zero);
