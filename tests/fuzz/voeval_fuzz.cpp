@@ -37,8 +37,13 @@ constexpr size_t kTypeCount = sizeof kTypes / sizeof kTypes[0];
 void checkTime(const char* text) {
     FUZZ_CHECK(votimeunit(text) == 0 || votimeunit(text) == 1);
     char* t = votimeval(text);
-    FUZZ_CHECK(t && std::strlen(t) < 1024);
-    if (!votimeunit(text)) FUZZ_CHECK(std::strcmp(t, text) == 0 || ktStrIcmp(text, "OPEN") == 0);
+    FUZZ_CHECK(t);
+    // A text with no unit comes back as it is, whatever its length; a
+    // converted time is one number and its unit.
+    if (!votimeunit(text))
+        FUZZ_CHECK(std::strcmp(t, text) == 0 || ktStrIcmp(text, "OPEN") == 0);
+    else
+        FUZZ_CHECK(std::strlen(t) < 1024);
     ktStrFree(t);
 }
 
