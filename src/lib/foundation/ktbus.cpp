@@ -527,6 +527,10 @@ int ktBusExpandSubset(const char* a, const char* b) {
         for (size_t i = 0; a[i] && b[i] && a[i] != '[' && b[i] != '['; ++i)
             if (a[i] != b[i]) return 0;
 
+    // The list of `a` is bounded as its width is: a few bytes of text can
+    // name more members than any run could list, and such a bus is too large.
+    if (ktBusExpandWidth(a) == 0 && status_ == KT_BUS_TOOLARGE) return 0;
+    status_ = KT_BUS_OK;
     int size = static_cast<int>(std::max(std::strlen(a), std::strlen(b)) + 1);
     std::string name(static_cast<size_t>(size), '\0');
     std::unordered_set<std::string> members;

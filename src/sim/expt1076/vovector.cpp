@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <unordered_set>
 
 #include "iwobj.h"
@@ -30,16 +31,29 @@ bool plainName(const char* name) {
     return *name != '\0';
 }
 
-// The members of a bus text, expanded once for all the pins; empty when the
-// text is no bus the expansion can read.
-std::unordered_set<std::string> membersOf(const char* bus) {
+// The plain port names of the symbol that are members of a bus text. The
+// bus is expanded once, streaming, and each member is looked up among the
+// pins' names: a wide bus costs its iteration, not a copy of each member.
+// Empty when the text is no bus the expansion can read, or one too wide.
+std::unordered_set<std::string> membersOf(const iwsym* symbol, const char* bus) {
+    // The views name the pins' texts, which the caller then replaces: the
+    // members found are copies.
+    std::unordered_set<std::string_view> names;
     std::unordered_set<std::string> members;
+    for (const iwspin* p = symbol->pins; p; p = p->next)
+        if (const voPort* r = voPinPort(p); r && r->name && plainName(r->name))
+            names.emplace(r->name);
+    // A bus too wide to count has no members a pin could be: its expansion
+    // would outlast the run.
+    if (names.empty() || (ktBusExpandWidth(bus) == 0 && ktBusExpandStatus() == KT_BUS_TOOLARGE))
+        return members;
     // A member is no longer than its bus text, unless a padded number makes it so.
     std::string name(std::strlen(bus) + 256, '\0');
     const int size = static_cast<int>(name.size());
     for (vecrec* it = ktBusExpand(nullptr, bus, name.data(), size); it;
          it = ktBusExpand(it, bus, name.data(), size))
-        members.emplace(name.c_str());
+        if (auto found = names.find(std::string_view(name.c_str())); found != names.end())
+            members.emplace(*found);
     if (ktBusExpandStatus() != KT_BUS_OK) members.clear();
     return members;
 }
@@ -58,7 +72,7 @@ void applyVector(iwsym* symbol, const char* value) {
     voGetScrivetName(s, base);
     char* range = nullptr;
     voGetPortRange(s, &range);
-    const std::unordered_set<std::string> members = membersOf(s);
+    const std::unordered_set<std::string> members = membersOf(symbol, s);
 
     for (iwspin* p = symbol->pins; p; p = p->next) {
         voPort* r = voPinPort(p);

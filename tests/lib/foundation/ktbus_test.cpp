@@ -194,6 +194,9 @@ TEST_F(BusText, SubsetTakesEveryMemberOfTheSecond) {
         EXPECT_EQ(ktBusExpandSubset(c.a, c.b), c.subset) << c.a << " " << c.b;
     EXPECT_EQ(ktBusExpandSubset(nullptr, "A"), 0);
     EXPECT_EQ(ktBusExpandStatus(), KT_BUS_NULLARG);
+    // Trillions of members in a few bytes: refused as too large, not listed.
+    EXPECT_EQ(ktBusExpandSubset("{A[0:32767]B[0:32767]}32767", "A0B0"), 0);
+    EXPECT_EQ(ktBusExpandStatus(), KT_BUS_TOOLARGE);
 }
 
 TEST_F(BusText, AnyTextEndsAndAgreesWithItsWidth) {
