@@ -316,7 +316,7 @@ void blockRelease(ktTypedata value) {
     ktMemFree(reinterpret_cast<void*>(value));
 }
 
-// A type spec as a value: named by the name of one of the library's types.
+// A type record as a value: named by the name of one of the library's types.
 ktTypeTS* const kNamedTypes[] = {
     &ktPositiveIntTS, &ktUnsignedIntTS,    &ktIntTS,
     &ktCharTS,        &ktInt64TS,          &ktPositiveFloatTS,

@@ -24,7 +24,7 @@ struct ktTypeTB {
     void (*print)(ktTypedata* value, void* typeData, ktTypeSinkFn sink, void* sinkData);
     void (*free)(ktTypedata value, void* typeData);        // owned values only
     ktTypedata (*copy)(ktTypedata value, void* typeData);  // owned values only
-    void (*release)(ktTypeTS* spec);                       // the spec's own data
+    void (*release)(ktTypeTS* type);                       // the type record's own data
 };
 
 enum { KT_TYPE_WORD = 0, KT_TYPE_OWNED = 2 };
@@ -137,8 +137,8 @@ ktTypedata ktTypeLongToTypedata(long value);
 ktTypedata ktTypePtrToTypedata(void* value);
 // Takes a reference.
 ktTypeTS* ktTypeTSCopy(ktTypeTS* spec);
-// Drops a reference; the last one releases the spec's data, its name
-// (pooled) and the spec (ktMemMalloc).
+// Drops a reference; the last one releases the record's data, its name
+// (pooled) and the record (ktMemMalloc).
 void ktTypeTSFree(ktTypeTS* spec);
 
 // The value of `text` under `spec`, also left in ktTypeReturnDataV. A type
