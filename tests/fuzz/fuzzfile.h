@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 // A file of this process in the temporary directory, holding `data`.
@@ -29,4 +30,12 @@ inline void fuzzEnvironment() {
     setenv("KDIR", ENTGEN_SHARE_DIR, 1);
     for (const char* name : {"RDBDEBUG", "RDBVERBOSE", "LOCKMODE", "RDBASCII"}) unsetenv(name);
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+}
+
+// The text as a stream to read, closed when the pointer goes.
+inline std::unique_ptr<FILE, decltype(&std::fclose)> fuzzMemFile(std::string& text) {
+    std::unique_ptr<FILE, decltype(&std::fclose)> f{fmemopen(text.data(), text.size(), "r"),
+                                                    &std::fclose};
+    if (!f) std::abort();
+    return f;
 }

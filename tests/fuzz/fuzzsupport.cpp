@@ -10,6 +10,8 @@
 
 #include "kspath.h"
 #include "kterr.h"
+#include "ktmsg.h"
+#include "vgstruct.h"
 #include "vomain.h"
 
 namespace {
@@ -92,6 +94,13 @@ void fuzzSetup() {
     ksGetdefReset();
     char def[KS_PATHMAX];
     ksGetdef(def);
+}
+
+void fuzzTranslatorSetup() {
+    fuzzSetup();
+    vo = vodatabloc();
+    vo->cmdl = vocmdlbloc();
+    msgFp = ktMsgFileOpen("entgen", nullptr, nullptr, nullptr, nullptr);
 }
 
 const std::string& fuzzWorkDir() {

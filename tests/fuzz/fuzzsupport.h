@@ -21,6 +21,10 @@
 // reports and standard output are written nowhere, and no log file is
 // made. Later calls do nothing.
 void fuzzSetup();
+// fuzzSetup, then the root of the translator's records with an empty
+// command line, and the translator's message file open: what a target
+// needs before it calls one piece of the translator.
+void fuzzTranslatorSetup();
 // The working directory, absolute, without a trailing '/'.
 const std::string& fuzzWorkDir();
 

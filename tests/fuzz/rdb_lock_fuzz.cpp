@@ -28,9 +28,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string text(reinterpret_cast<const char*>(data), size);
     if (!text.empty()) {
-        std::unique_ptr<FILE, decltype(&std::fclose)> f{fmemopen(text.data(), text.size(), "r"),
-                                                        &std::fclose};
-        if (!f) std::abort();
+        auto f = fuzzMemFile(text);
         rdbLockRec rec{};
         if (rdbiReadLockInfo(f.get(), &rec) == 0) {
             // Every text of a record that reads fits its field.

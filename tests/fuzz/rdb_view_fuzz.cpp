@@ -23,9 +23,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string text(reinterpret_cast<const char*>(data), size);
     if (!text.empty()) {
-        std::unique_ptr<FILE, decltype(&std::fclose)> f{fmemopen(text.data(), text.size(), "r"),
-                                                        &std::fclose};
-        if (!f) std::abort();
+        auto f = fuzzMemFile(text);
         int lines = 0, last = 0;
         for (;;) {
             rdbiDirLine l;

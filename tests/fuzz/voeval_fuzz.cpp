@@ -76,10 +76,7 @@ void evaluate(const std::string& line) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzzSetup();
-    vo = vodatabloc();
-    vo->cmdl = vocmdlbloc();
-    msgFp = ktMsgFileOpen("entgen", nullptr, nullptr, nullptr, nullptr);
+    fuzzTranslatorSetup();
     return 0;
 }
 

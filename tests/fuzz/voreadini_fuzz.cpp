@@ -97,10 +97,7 @@ void checkRecords(const voini* i) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzzSetup();
-    vo = vodatabloc();
-    vo->cmdl = vocmdlbloc();
-    msgFp = ktMsgFileOpen("entgen", nullptr, nullptr, nullptr, nullptr);
+    fuzzTranslatorSetup();
     return 0;
 }
 

@@ -88,10 +88,7 @@ void translate(const char* name) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzzSetup();
-    vo = vodatabloc();
-    vo->cmdl = vocmdlbloc();
-    msgFp = ktMsgFileOpen("entgen", nullptr, nullptr, nullptr, nullptr);
+    fuzzTranslatorSetup();
     return 0;
 }
 
