@@ -1,6 +1,7 @@
 // The token writer and the opening and closing of the output file. Each
-// piece of text goes to the stream at once, with one write and one error
-// test per piece: a full disk ends the run at the next token.
+// token goes to the stream at once, with one write and one error
+// test per token: a full disk ends the run at the next token. The run has
+// one thread, so the stream is written without stdio's locking.
 //
 // Every output file (model, identifier list, initialization file) is
 // written to a temporary file beside it and put in its place by one rename
@@ -48,33 +49,59 @@ constexpr int kReplyMax = 80;
 }
 
 void checked(vofile* f) {
-    if (std::ferror(f->fp)) fatal(VOM_WRITEERR);
+    if (ferror_unlocked(f->fp)) fatal(VOM_WRITEERR);
 }
 
-void breakLine(vofile* f) {
-    std::fputc('\n', f->fp);
-    checked(f);
-    f->column = 0;
-}
+// The pieces of one token (line breaks, blanks, the comment prefix, the
+// text), gathered so that the stream takes them in one write and one error
+// test; a text too long for the room goes on its own.
+struct Token {
+    vofile* f;
+    size_t n = 0;
+    char buf[256];
 
-// Written from a row of blanks rather than formatted: an indent goes in
-// front of nearly every line of a model.
-void spaces(vofile* f, int n) {
-    if (n <= 0) return;
-    static constexpr char kBlanks[] = "                                ";
-    constexpr int kRow = static_cast<int>(sizeof kBlanks) - 1;
-    for (int left = n; left > 0; left -= kRow)
-        std::fwrite(kBlanks, 1, static_cast<size_t>(left < kRow ? left : kRow), f->fp);
-    checked(f);
-    f->column += n;
-}
+    explicit Token(vofile* file) : f(file) {}
 
-void put(vofile* f, const char* text, int len) {
-    if (len <= 0) return;
-    std::fwrite(text, 1, static_cast<size_t>(len), f->fp);
-    checked(f);
-    f->column += len;
-}
+    void flush() {
+        if (n) fwrite_unlocked(buf, 1, n, f->fp);
+        n = 0;
+    }
+
+    void put(const char* text, int len) {
+        if (len <= 0) return;
+        const auto size = static_cast<size_t>(len);
+        if (size > sizeof buf - n) {
+            flush();
+            if (size > sizeof buf) {
+                fwrite_unlocked(text, 1, size, f->fp);
+                f->column += len;
+                return;
+            }
+        }
+        std::memcpy(buf + n, text, size);
+        n += size;
+        f->column += len;
+    }
+
+    // An indent goes in front of nearly every line of a model.
+    void spaces(int count) {
+        for (int left = count; left > 0;) {
+            if (n == sizeof buf) flush();
+            const size_t room = sizeof buf - n;
+            const size_t k = static_cast<size_t>(left) < room ? static_cast<size_t>(left) : room;
+            std::memset(buf + n, ' ', k);
+            n += k;
+            left -= static_cast<int>(k);
+        }
+        if (count > 0) f->column += count;
+    }
+
+    void breakLine() {
+        if (n == sizeof buf) flush();
+        buf[n++] = '\n';
+        f->column = 0;
+    }
+};
 
 // Copies at most 255 characters of `text` into `out` (256 bytes), lower-cased.
 void lowerCopy(char* out, const char* text) {
@@ -90,36 +117,39 @@ void votok(int mode, const char* text) {
     const int len = static_cast<int>(std::strlen(text));
     const int oldColumn = f->column;
     constexpr int atColumn0 = VOTOK_WARNING | VOTOK_ERROR | VOTOK_COMMENT;
+    Token t(f);
 
     if ((mode & VOTOK_NLBEFORE) || ((mode & VOTOK_WRAP) && len + f->column > f->width) ||
         ((mode & (atColumn0 | VOTOK_ICOMMENT)) && f->column != 0) ||
         ((mode & VOTOK_TRAILING) && len + f->column + 4 > f->width))
-        breakLine(f);
+        t.breakLine();
     if (mode & VOTOK_DEDENT) --f->level;
 
     if (mode & atColumn0) {
         // The comment starts where the line now stands: column 0.
     } else if (mode & VOTOK_TRAILING) {
-        spaces(f, f->width - f->column - len - 2);
+        t.spaces(f->width - f->column - len - 2);
     } else if (f->column == 0) {
-        spaces(f, f->level * f->unit + f->hang);
+        t.spaces(f->level * f->unit + f->hang);
     }
 
     if (mode & (VOTOK_COMMENT | VOTOK_ICOMMENT | VOTOK_TRAILING))
-        put(f, "--", 2);
+        t.put("--", 2);
     else if (mode & VOTOK_WARNING)
-        put(f, "--WARNING: ", 11);
+        t.put("--WARNING: ", 11);
     else if (mode & VOTOK_ERROR)
-        put(f, "--ERROR: ", 9);
+        t.put("--ERROR: ", 9);
 
-    put(f, text, len);
+    t.put(text, len);
 
     if (mode & (VOTOK_WARNING | VOTOK_ERROR)) {
         // Back to where the interrupted line stood.
-        breakLine(f);
-        spaces(f, oldColumn);
+        t.breakLine();
+        t.spaces(oldColumn);
     }
-    if (mode & VOTOK_NLAFTER) breakLine(f);
+    if (mode & VOTOK_NLAFTER) t.breakLine();
+    t.flush();
+    checked(f);
     if (mode & VOTOK_INDENT) ++f->level;
     if (mode & VOTOK_HANG) f->hang += len;
     if (mode & VOTOK_UNHANG) f->hang = 0;
