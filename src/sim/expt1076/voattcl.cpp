@@ -6,6 +6,7 @@
 #include "voattcl.h"
 
 #include <cstdarg>
+#include <string>
 
 #include "entgen_msg.h"
 #include "iwobj.h"
@@ -44,15 +45,19 @@ void voatt_decl(vogroup* group, int mask) {
 void voatt_spec(vogroup* group, int) {
     const iwsym* symbol = group && group->grp ? group->grp->symbols : nullptr;
     bool any = false;
+    std::string line;
     for (const iwspin* pin = symbol ? symbol->pins : nullptr; pin; pin = pin->next) {
         for (const iwatt* a = pin->attributes; a; a = a->next) {
             // The translator's own attributes, and those ATTRIBUTE NULL drops,
             // are not in the list.
             const voalist* node = vofindal(a->name, group->alist);
             if (!node || !writable(node->attr)) continue;
-            emit(0, VOM_ATTSPEC, node->attr->vhdlname);
-            emit(0, VOM_ATTPORT, votr(pin->name ? pin->name : ""));
-            emit(VOTOK_NLAFTER, VOM_ATTSPECEND, voeval(a->value, node->attr->type));
+            // The three templates make one line, which goes out as one token.
+            line.assign(ktMsgStatic(msgFp, VOM_ATTSPEC, node->attr->vhdlname));
+            line.append(ktMsgStatic(msgFp, VOM_ATTPORT, votr(pin->name ? pin->name : "")));
+            line.append(
+                ktMsgStatic(msgFp, VOM_ATTSPECEND, voeval(a->value, node->attr->type)));
+            votok(VOTOK_NLAFTER, line.c_str());
             any = true;
         }
     }
