@@ -6,14 +6,16 @@
 #include "voportcl.h"
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "entgen_msg.h"
 #include "iwobj.h"
 #include "ktmsg.h"
 #include "ktstr.h"
-#include "ktsym.h"
 #include "vgstruct.h"
 #include "vomain.h"
 #include "vomodel.h"
@@ -41,22 +43,44 @@ void emit(int mode, int number, ...) {
 }
 
 // The port names written so far, upper case, since names compare without
-// regard to case.
+// regard to case: the names one after another in `names`, found through a
+// table of open addressing that stays at most half full.
 struct NameSet {
-    ktSym* table = ktSymCreate(64, ktSymStHash, ktStrEqu, ktSymStCpy, ktSymStFree);
-    NameSet() { ktSymDynamic(table, 2.0, 2.0); }
-    ~NameSet() {
-        ktSymDestroy(table, [](void*) {});
+    std::string names;
+    std::vector<uint32_t> slots = std::vector<uint32_t>(64, kEmpty);  // offsets into `names`
+    size_t used = 0;
+    static constexpr uint32_t kEmpty = UINT32_MAX;
+
+    static size_t hash(const char* key) {
+        size_t h = 2166136261u;
+        for (const char* p = key; *p; ++p) h = (h ^ static_cast<unsigned char>(*p)) * 16777619u;
+        return h;
     }
-    NameSet(const NameSet&) = delete;
-    NameSet& operator=(const NameSet&) = delete;
+
+    size_t slotOf(const char* key) const {
+        const size_t mask = slots.size() - 1;
+        size_t i = hash(key) & mask;
+        while (slots[i] != kEmpty && std::strcmp(names.c_str() + slots[i], key) != 0)
+            i = (i + 1) & mask;
+        return i;
+    }
+
+    void grow() {
+        std::vector<uint32_t> old(slots.size() * 2, kEmpty);
+        old.swap(slots);
+        for (uint32_t at : old)
+            if (at != kEmpty) slots[slotOf(names.c_str() + at)] = at;
+    }
 
     // Adds `name`; false when it was there already.
     bool add(const char* name) {
         char key[VOTR_BUFSIZE];
         ktStrUpc(voCopyName(key, name ? name : "", sizeof key));
-        if (ktSymFetch(table, key)) return false;
-        ktSymStore(table, key, table);
+        size_t i = slotOf(key);
+        if (slots[i] != kEmpty) return false;
+        slots[i] = static_cast<uint32_t>(names.size());
+        names.append(key, std::strlen(key) + 1);
+        if (2 * ++used > slots.size()) grow();
         return true;
     }
 };
@@ -97,12 +121,14 @@ void voPrintCOM(iwatt* attributes) {
     Pair table[kMaxComments];
     int n = 0;
     for (const iwatt* a = attributes; a && n < kMaxComments; a = a->next) {
+        // The prefix lies well inside the cut, so the whole name is tested.
+        const char* whole = a->name ? a->name : "";
+        if (ktStrNicmp(whole, "VHDL_COM_", 9) != 0) continue;
         char name[kMaxCommentName];
-        voCopyName(name, a->name ? a->name : "", sizeof name);
-        if (ktStrNicmp(name, "VHDL_COM_", 9) != 0) continue;
+        voCopyName(name, whole, sizeof name);
         table[n++] = {ktStrCpy(name + 9), ktStrCpy(a->value ? a->value : "")};
     }
-    std::qsort(table, static_cast<size_t>(n), sizeof(Pair), voStringCompare);
+    if (n > 1) std::qsort(table, static_cast<size_t>(n), sizeof(Pair), voStringCompare);
     for (int i = 0; i < n; ++i) {
         emit(VOTOK_NLAFTER, VOM_COMMENT, table[i].value);
         ktStrFree(table[i].name);
