@@ -25,7 +25,7 @@ constexpr int WRAP = VOTOK_WRAP, NLB = VOTOK_NLBEFORE, NL = VOTOK_NLAFTER, IN = 
 using TokenWriter = TranslatorTest;
 
 TEST_F(TokenWriter, LayoutOfTheTokens) {
-    const std::string x70(70, 'x'), sp70(70, ' ');
+    const std::string x70(70, 'x'), sp70(70, ' '), x300(300, 'x');
     const struct {
         const char* what;
         std::vector<std::pair<int, std::string>> tokens;
@@ -71,6 +71,10 @@ TEST_F(TokenWriter, LayoutOfTheTokens) {
         {"wrap breaks only when the text would pass the width",
          {{0, x70}, {WRAP, "bcdef"}, {WRAP, "gh"}},
          x70 + "bcdef\ngh"},
+        {"texts and indents of any length come whole",
+         {{0, x300}, {WARN | NL, x300}, {IN | NL, ""}, {HANG, x70}, {NL, x300}, {NL, "y"}},
+         x300 + "\n--WARNING: " + x300 + "\n" + std::string(300, ' ') + "\n\n    " + x70 + x300 +
+             "\n" + std::string(74, ' ') + "y\n"},
     };
     for (const auto& c : cases) {
         writeToMemory();
