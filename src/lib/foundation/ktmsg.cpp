@@ -698,8 +698,10 @@ constexpr size_t kMissingSize = 3 * KS_PATHMAX + 128;
 CacheEntry* fetchEntry(ktMsgHandle* handle, int number, char* missing) {
     startCache();
     if (CacheEntry* e = cacheFind(handle, number)) {
-        unlinkRecency(e);
-        linkNewest(e);
+        if (e != cache.newest) {
+            unlinkRecency(e);
+            linkNewest(e);
+        }
         return e;
     }
 

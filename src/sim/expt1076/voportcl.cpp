@@ -76,7 +76,7 @@ struct NameSet {
     bool add(const char* name) {
         char key[VOTR_BUFSIZE];
         ktStrUpc(voCopyName(key, name ? name : "", sizeof key));
-        size_t i = slotOf(key);
+        const size_t i = slotOf(key);
         if (slots[i] != kEmpty) return false;
         slots[i] = static_cast<uint32_t>(names.size());
         names.append(key, std::strlen(key) + 1);
