@@ -1,7 +1,9 @@
-// The token writer and the opening and closing of the output file. Each
-// token goes to the stream at once, with one write and one error
-// test per token: a full disk ends the run at the next token. The run has
-// one thread, so the stream is written without stdio's locking.
+// The token writer and the opening and closing of the output file. A file
+// opened here is written through a block of this module's own, which goes
+// to the stream (itself unbuffered) each time it fills and at the close:
+// a full disk ends the run at the token that fills a block. A stream handed
+// in takes each token at once, with one write and one error test. The run
+// has one thread, so streams are written without stdio's locking.
 //
 // Every output file (model, identifier list, initialization file) is
 // written to a temporary file beside it and put in its place by one rename
@@ -52,42 +54,68 @@ void checked(vofile* f) {
     if (ferror_unlocked(f->fp)) fatal(VOM_WRITEERR);
 }
 
+// The block of the file opened here, and that file's stream; null when no
+// file opened here is being written.
+constexpr size_t kBlockSize = 16384;
+char block[kBlockSize];
+size_t blockUsed = 0;
+FILE* blockStream = nullptr;
+
 // The pieces of one token (line breaks, blanks, the comment prefix, the
-// text), gathered so that the stream takes them in one write and one error
-// test; a text too long for the room goes on its own.
+// text), gathered in the block of a file opened here, or else for one
+// write to the stream; a text too long for the room goes on its own.
 struct Token {
     vofile* f;
-    size_t n = 0;
-    char buf[256];
+    bool own;  // the stream of a file opened here
+    char* buf;
+    size_t size;
+    size_t n;
+    char local[256];
 
-    explicit Token(vofile* file) : f(file) {}
+    explicit Token(vofile* file) : f(file), own(file->fp == blockStream) {
+        buf = own ? block : local;
+        size = own ? sizeof block : sizeof local;
+        n = own ? blockUsed : 0;
+    }
 
     void flush() {
         if (n) fwrite_unlocked(buf, 1, n, f->fp);
         n = 0;
+        if (own) checked(f);
+    }
+
+    // The token is complete: a stream handed in takes it now.
+    void finish() {
+        if (own) {
+            blockUsed = n;
+            return;
+        }
+        flush();
+        checked(f);
     }
 
     void put(const char* text, int len) {
         if (len <= 0) return;
-        const auto size = static_cast<size_t>(len);
-        if (size > sizeof buf - n) {
+        const auto length = static_cast<size_t>(len);
+        if (length > size - n) {
             flush();
-            if (size > sizeof buf) {
-                fwrite_unlocked(text, 1, size, f->fp);
+            if (length > size) {
+                fwrite_unlocked(text, 1, length, f->fp);
+                if (own) checked(f);
                 f->column += len;
                 return;
             }
         }
-        std::memcpy(buf + n, text, size);
-        n += size;
+        std::memcpy(buf + n, text, length);
+        n += length;
         f->column += len;
     }
 
     // An indent goes in front of nearly every line of a model.
     void spaces(int count) {
         for (int left = count; left > 0;) {
-            if (n == sizeof buf) flush();
-            const size_t room = sizeof buf - n;
+            if (n == size) flush();
+            const size_t room = size - n;
             const size_t k = static_cast<size_t>(left) < room ? static_cast<size_t>(left) : room;
             std::memset(buf + n, ' ', k);
             n += k;
@@ -97,7 +125,7 @@ struct Token {
     }
 
     void breakLine() {
-        if (n == sizeof buf) flush();
+        if (n == size) flush();
         buf[n++] = '\n';
         f->column = 0;
     }
@@ -148,8 +176,7 @@ void votok(int mode, const char* text) {
         t.spaces(oldColumn);
     }
     if (mode & VOTOK_NLAFTER) t.breakLine();
-    t.flush();
-    checked(f);
+    t.finish();
     if (mode & VOTOK_INDENT) ++f->level;
     if (mode & VOTOK_HANG) f->hang += len;
     if (mode & VOTOK_UNHANG) f->hang = 0;
@@ -260,11 +287,12 @@ void openOutput(const char* path) {
         close(fd);
         failOutput(VOM_NOOPEN, path);
     }
-    // A buffer of our own, which spares the stream asking the system for
-    // the file's block size; one output file is open at a time.
-    static char buffer[16384];
-    std::setvbuf(f->fp, buffer, _IOFBF, sizeof buffer);
+    // The text gathers in the module's block, so the stream keeps none of
+    // its own and never asks the system for the file's block size; one
+    // output file is open at a time.
+    std::setvbuf(f->fp, nullptr, _IONBF, 0);
     vofilereset(f);
+    blockStream = f->fp;
 }
 }  // namespace
 
@@ -295,6 +323,11 @@ void vofclose() {
     if (!f || !f->fp) return;
     // Buffered text reaches the disk here; losing it is the same failure as a
     // failed write, and the old file stays.
+    if (f->fp == blockStream) {
+        if (blockUsed) fwrite_unlocked(block, 1, blockUsed, f->fp);
+        blockStream = nullptr;
+        blockUsed = 0;
+    }
     bool failed = std::fflush(f->fp) != 0 || std::ferror(f->fp);
     if (tempLive && !failed) failed = fsync(fileno(f->fp)) != 0;
     failed = std::fclose(f->fp) != 0 || failed;
@@ -306,6 +339,9 @@ void vofclose() {
 }
 
 void vofilereset(vofile* file) {
+    // Whatever stream the record gets next, no block of an earlier one is its.
+    blockStream = nullptr;
+    blockUsed = 0;
     file->level = 0;
     file->unit = 4;
     file->hang = 0;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -199,6 +200,27 @@ TEST_F(OutputFile, AppearsWholeInOneStepAndKeepsThePermissions) {
     EXPECT_EQ(dir.read("elsewhere.txt"), "not a model\n");
 }
 
+// Lines of rising length, some longer than a whole block, as votok writes them.
+std::string manyLines(int count) {
+    std::string expected;
+    for (int i = 0; i < count; ++i) {
+        const std::string line(static_cast<size_t>(i * 37 % 300 + (i % 50 == 0 ? 20000 : 0)),
+                               static_cast<char>('a' + i % 26));
+        votok(IN | NL, line.c_str());
+        votok(NL, "x");
+        votok(OUT, "");
+        expected += line + "\n    x\n";
+    }
+    return expected;
+}
+
+TEST_F(OutputFile, ALongModelComesWholeThroughTheBlocks) {
+    ASSERT_EQ(vofopen("and2", "vhd"), 1);
+    const std::string expected = manyLines(400);
+    vofclose();
+    EXPECT_EQ(dir.read("and2.vhd"), expected);
+}
+
 using OutputFileDeathTest = OutputFile;
 
 // Writes past `bytes` of any file fail as on a full disk.
@@ -215,6 +237,15 @@ TEST_F(OutputFileDeathTest, AnyEndBeforeTheCloseLeavesTheOldFileAndNoOther) {
             limitFileSize(64);
             writeModel(std::string(200, 'x'));
             vofclose();
+        },
+        ::testing::ExitedWithCode(1), "543");
+    // The run ends at the token that fills a block, not at the close.
+    EXPECT_EXIT(
+        {
+            limitFileSize(100000);
+            ASSERT_EQ(vofopen("and2", "vhd"), 1);
+            manyLines(4000);
+            std::exit(0);
         },
         ::testing::ExitedWithCode(1), "543");
     EXPECT_EXIT(
