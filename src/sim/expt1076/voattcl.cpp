@@ -6,6 +6,7 @@
 #include "voattcl.h"
 
 #include <cstdarg>
+#include <cstring>
 #include <string>
 #include <unordered_map>
 
@@ -57,7 +58,8 @@ void voatt_spec(vogroup* group, int) {
     std::string portName, portText;
     bool portMade = false;
     bool any = false;
-    std::string line;
+    char small[512];
+    std::string big;  // a line too long for `small`
     for (const iwspin* pin = symbol ? symbol->pins : nullptr; pin; pin = pin->next) {
         for (const iwatt* a = pin->attributes; a; a = a->next) {
             auto [at, fresh] = known.try_emplace(a->name);
@@ -79,10 +81,15 @@ void voatt_spec(vogroup* group, int) {
                 portMade = true;
             }
             // The three templates make one line, which goes out as one token.
-            line.assign(k.head);
-            line.append(portText);
-            line.append(ktMsgStatic(msgFp, VOM_ATTSPECEND, voeval(a->value, k.node->attr->type)));
-            votok(VOTOK_NLAFTER, line.c_str());
+            const char* end =
+                ktMsgStatic(msgFp, VOM_ATTSPECEND, voeval(a->value, k.node->attr->type));
+            const size_t endLength = std::strlen(end);
+            const size_t length = k.head.size() + portText.size() + endLength;
+            char* text = length < sizeof small ? small : (big.resize(length), big.data());
+            std::memcpy(text, k.head.data(), k.head.size());
+            std::memcpy(text + k.head.size(), portText.data(), portText.size());
+            std::memcpy(text + k.head.size() + portText.size(), end, endLength + 1);
+            votok(VOTOK_NLAFTER, text);
             any = true;
         }
     }

@@ -51,35 +51,45 @@ struct NameSet {
     size_t used = 0;
     static constexpr uint32_t kEmpty = UINT32_MAX;
 
-    static size_t hash(const char* key) {
-        size_t h = 2166136261u;
-        for (const char* p = key; *p; ++p) h = (h ^ static_cast<unsigned char>(*p)) * 16777619u;
-        return h;
-    }
-
-    size_t slotOf(const char* key) const {
+    size_t slotOf(const char* key, size_t hash) const {
         const size_t mask = slots.size() - 1;
-        size_t i = hash(key) & mask;
+        size_t i = hash & mask;
         while (slots[i] != kEmpty && std::strcmp(names.c_str() + slots[i], key) != 0)
             i = (i + 1) & mask;
         return i;
     }
 
+    static size_t hashOf(const char* key) {
+        size_t h = 2166136261u;
+        for (const char* p = key; *p; ++p) h = (h ^ static_cast<unsigned char>(*p)) * 16777619u;
+        return h;
+    }
+
     void grow() {
         std::vector<uint32_t> old(slots.size() * 2, kEmpty);
         old.swap(slots);
-        for (uint32_t at : old)
-            if (at != kEmpty) slots[slotOf(names.c_str() + at)] = at;
+        for (uint32_t at : old) {
+            if (at == kEmpty) continue;
+            const char* key = names.c_str() + at;
+            slots[slotOf(key, hashOf(key))] = at;
+        }
     }
 
-    // Adds `name`; false when it was there already.
+    // Adds `name`; false when it was there already. The key is the name cut
+    // to VOTR_BUFSIZE - 1 characters, in capitals, hashed as it is made.
     bool add(const char* name) {
         char key[VOTR_BUFSIZE];
-        ktStrUpc(voCopyName(key, name ? name : "", sizeof key));
-        const size_t i = slotOf(key);
+        size_t h = 2166136261u, n = 0;
+        for (const char* p = name ? name : ""; *p && n < sizeof key - 1; ++p, ++n) {
+            const char c = *p >= 'a' && *p <= 'z' ? static_cast<char>(*p - 'a' + 'A') : *p;
+            key[n] = c;
+            h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
+        }
+        key[n] = '\0';
+        const size_t i = slotOf(key, h);
         if (slots[i] != kEmpty) return false;
         slots[i] = static_cast<uint32_t>(names.size());
-        names.append(key, std::strlen(key) + 1);
+        names.append(key, n + 1);
         if (2 * ++used > slots.size()) grow();
         return true;
     }
