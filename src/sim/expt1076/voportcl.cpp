@@ -131,9 +131,10 @@ void voPrintCOM(iwatt* attributes) {
     Pair table[kMaxComments];
     int n = 0;
     for (const iwatt* a = attributes; a && n < kMaxComments; a = a->next) {
-        // The prefix lies well inside the cut, so the whole name is tested.
+        // The prefix lies well inside the cut, so the whole name is tested;
+        // most names fail at the first letter.
         const char* whole = a->name ? a->name : "";
-        if (ktStrNicmp(whole, "VHDL_COM_", 9) != 0) continue;
+        if ((whole[0] | 0x20) != 'v' || ktStrNicmp(whole, "VHDL_COM_", 9) != 0) continue;
         char name[kMaxCommentName];
         voCopyName(name, whole, sizeof name);
         table[n++] = {ktStrCpy(name + 9), ktStrCpy(a->value ? a->value : "")};
