@@ -269,7 +269,8 @@ int recordPiece(const ktSpFmtDesc* d, void* data) {
 bool plainDirective(const ktSpFmtDesc& d) {
     if (d.position != -1 || d.flags || d.width != -1 || d.precision != -1 || !d.conv) return false;
     if (d.type == KT_SPFMT_STRING) return std::strcmp(d.conv, "s") == 0;
-    if (d.type == KT_SPFMT_INT) return std::strcmp(d.conv, "d") == 0 || std::strcmp(d.conv, "i") == 0;
+    if (d.type == KT_SPFMT_INT)
+        return std::strcmp(d.conv, "d") == 0 || std::strcmp(d.conv, "i") == 0;
     return false;
 }
 
@@ -287,8 +288,8 @@ ktSpFmtProg* ktSpFmtCompile(const char* format) {
     const size_t length = std::strlen(format);
     size_t chars = length + 1;
     for (const Recorded& r : pieces) chars += r.text.size() + r.flags.size() + r.conv.size() + 3;
-    const size_t head = sizeof(ktSpFmtProg) + pieces.size() * sizeof(ktSpFmtDesc) +
-                        pieces.size() * sizeof(size_t);
+    const size_t head =
+        sizeof(ktSpFmtProg) + pieces.size() * sizeof(ktSpFmtDesc) + pieces.size() * sizeof(size_t);
     auto* prog = static_cast<ktSpFmtProg*>(ktMemMalloc(head + chars, "ktSpFmtProg"));
     prog->count = static_cast<int>(pieces.size());
     prog->pieces = reinterpret_cast<ktSpFmtDesc*>(prog + 1);
