@@ -243,6 +243,11 @@ int ktSpFmtParse(const char* format, ktSpFmtFunc callback, void* data) {
 struct ktSpFmtProg {
     int count;
     ktSpFmtDesc* pieces;
+    // Nearly every message is literal text with plain %s and %d directives
+    // (no position, flags, width or precision): such a format is written
+    // by a loop of its own, with the lengths of its texts measured once.
+    bool plain;
+    size_t* lengths;  // of each piece's text; 0 for a directive
 };
 
 namespace {
@@ -260,6 +265,15 @@ int recordPiece(const ktSpFmtDesc* d, void* data) {
     return 1;
 }
 
+// A directive the plain loop writes: %s, %d or %i as they stand.
+bool plainDirective(const ktSpFmtDesc& d) {
+    if (d.position != -1 || d.flags || d.width != -1 || d.precision != -1 || !d.conv) return false;
+    if (d.type == KT_SPFMT_STRING) return std::strcmp(d.conv, "s") == 0;
+    if (d.type == KT_SPFMT_INT)
+        return std::strcmp(d.conv, "d") == 0 || std::strcmp(d.conv, "i") == 0;
+    return false;
+}
+
 char* place(char*& at, const std::string& text) {
     char* s = static_cast<char*>(std::memcpy(at, text.c_str(), text.size() + 1));
     at += text.size() + 1;
@@ -274,10 +288,13 @@ ktSpFmtProg* ktSpFmtCompile(const char* format) {
     const size_t length = std::strlen(format);
     size_t chars = length + 1;
     for (const Recorded& r : pieces) chars += r.text.size() + r.flags.size() + r.conv.size() + 3;
-    const size_t head = sizeof(ktSpFmtProg) + pieces.size() * sizeof(ktSpFmtDesc);
+    const size_t head =
+        sizeof(ktSpFmtProg) + pieces.size() * sizeof(ktSpFmtDesc) + pieces.size() * sizeof(size_t);
     auto* prog = static_cast<ktSpFmtProg*>(ktMemMalloc(head + chars, "ktSpFmtProg"));
     prog->count = static_cast<int>(pieces.size());
     prog->pieces = reinterpret_cast<ktSpFmtDesc*>(prog + 1);
+    prog->lengths = reinterpret_cast<size_t*>(prog->pieces + pieces.size());
+    prog->plain = true;
     char* at = reinterpret_cast<char*>(prog) + head;
     const char* orig = place(at, format);
     for (size_t i = 0; i < pieces.size(); ++i) {
@@ -289,6 +306,9 @@ ktSpFmtProg* ktSpFmtCompile(const char* format) {
         d.text = r.desc.text ? place(at, r.text) : nullptr;
         d.flags = r.desc.flags ? place(at, r.flags) : nullptr;
         d.conv = r.desc.conv ? place(at, r.conv) : nullptr;
+        prog->lengths[i] = d.kind == KT_SPFMT_TEXT ? r.text.size() : 0;
+        if (d.kind != KT_SPFMT_TEXT && !(d.kind == KT_SPFMT_DIRECTIVE && plainDirective(d)))
+            prog->plain = false;
     }
     return prog;
 }
@@ -638,6 +658,35 @@ void releaseStaticBuffers(void*) {
 }  // namespace
 
 namespace {
+// A plain compiled format (see ktSpFmtProg): the same text as the formatter
+// makes of it, in one pass over its pieces.
+void formatPlain(Output& out, const ktSpFmtProg* prog, va_list args) {
+    VaList a;
+    va_copy(a.ap, args);
+    for (int i = 0; i < prog->count; ++i) {
+        const ktSpFmtDesc& d = prog->pieces[i];
+        if (d.kind == KT_SPFMT_TEXT) {
+            out.append(d.text, prog->lengths[i]);
+        } else if (d.type == KT_SPFMT_STRING) {
+            const char* s = va_arg(a.ap, const char*);
+            if (!s) s = "";
+            out.append(s, std::strlen(s));
+        } else {
+            const int v = va_arg(a.ap, int);
+            char digits[16];
+            char* end = digits + sizeof digits;
+            char* p = end;
+            unsigned u = v < 0 ? 0u - static_cast<unsigned>(v) : static_cast<unsigned>(v);
+            do {
+                *--p = static_cast<char>('0' + u % 10);
+                u /= 10;
+            } while (u);
+            if (v < 0) *--p = '-';
+            out.append(p, static_cast<size_t>(end - p));
+        }
+    }
+}
+
 // A format as text, parsed at each pass, or compiled.
 struct Source {
     const char* format;
@@ -651,6 +700,15 @@ struct Source {
 };
 
 int formatVa2(char* buf, size_t size, size_t* needed, const Source& src, va_list args) {
+    if (src.prog && src.prog->plain) {
+        Output out;
+        out.buf = buf;
+        out.size = size;
+        formatPlain(out, src.prog, args);
+        buf[out.count < size ? out.count : size - 1] = '\0';
+        if (needed) *needed = out.count + 1;
+        return out.count >= size ? -1 : 0;
+    }
     Formatter f;
     f.out.buf = buf;
     f.out.size = size;

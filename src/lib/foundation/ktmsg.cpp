@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kspath.h"
@@ -92,6 +93,10 @@ bool started = false;
 bool debugMissing = false;  // KT_MSGFILEDBG, read at the first opening
 char* staticText = nullptr;
 size_t staticSize = 0;
+// ktMsgStatic formats into this one and then swaps the two, so that an
+// argument may be the previous result without a copy of the text.
+char* spareText = nullptr;
+size_t spareSize = 0;
 
 bool isOpen(const ktMsgHandle* h) {
     for (const ktMsgHandle* p = openFiles; p; p = p->next)
@@ -612,8 +617,9 @@ void start() {
 
 void releaseStatic() {
     if (staticText) ktMemFree(staticText);
-    staticText = nullptr;
-    staticSize = 0;
+    if (spareText) ktMemFree(spareText);
+    staticText = spareText = nullptr;
+    staticSize = spareSize = 0;
 }
 
 // A copy of a va_list, ended however the scope is left.
@@ -692,8 +698,10 @@ constexpr size_t kMissingSize = 3 * KS_PATHMAX + 128;
 CacheEntry* fetchEntry(ktMsgHandle* handle, int number, char* missing) {
     startCache();
     if (CacheEntry* e = cacheFind(handle, number)) {
-        unlinkRecency(e);
-        linkNewest(e);
+        if (e != cache.newest) {
+            unlinkRecency(e);
+            linkNewest(e);
+        }
         return e;
     }
 
@@ -774,10 +782,29 @@ int ktMsgCopyAlloc(void* data, const char* text) {
 
 char* ktMsgStaticVa(ktMsgHandle* handle, int number, va_list args) {
     if (!staticText) {
-        staticSize = kStaticStep;
+        staticSize = spareSize = kStaticStep;
         staticText = static_cast<char*>(ktMemMalloc(staticSize, "ktStaticBuffer"));
+        spareText = static_cast<char*>(ktMemMalloc(spareSize, "ktStaticBuffer"));
         ktOnExitAdd(releaseStatic);
         ktOnExitSetOrder(releaseStatic, kExitOrder);
+    }
+    if (!isOpen(handle)) invalidHandle(handle, "ktMsgGenerateVa");
+    char missing[kMissingSize];
+    if (const CacheEntry* e = fetchEntry(handle, number, missing); e && e->prog) {
+        // A text in the cache is formatted straight into the spare buffer,
+        // which grows to what the text needs.
+        for (;;) {
+            ArgsCopy a(args);
+            size_t needed = 0;
+            ktSprintfProgVa2(spareText, spareSize, &needed, e->prog, a.list);
+            if (needed <= spareSize) break;
+            ktMemFree(spareText);
+            spareSize = (needed + kStaticStep - 1) / kStaticStep * kStaticStep;
+            spareText = static_cast<char*>(ktMemMalloc(spareSize, "ktStaticBuffer"));
+        }
+        std::swap(staticText, spareText);
+        std::swap(staticSize, spareSize);
+        return staticText;
     }
     for (;;) {
         ktMsgBuffer buffer{staticText, staticSize};

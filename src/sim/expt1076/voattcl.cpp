@@ -6,6 +6,9 @@
 #include "voattcl.h"
 
 #include <cstdarg>
+#include <cstring>
+#include <string>
+#include <unordered_map>
 
 #include "entgen_msg.h"
 #include "iwobj.h"
@@ -43,16 +46,50 @@ void voatt_decl(vogroup* group, int mask) {
 
 void voatt_spec(vogroup* group, int) {
     const iwsym* symbol = group && group->grp ? group->grp->symbols : nullptr;
+    // What each attribute name of the symbol gives, found at its first use:
+    // its writable list entry (or none) and the head of its specification.
+    // Pin attribute names are pooled, so the pins share them by address.
+    struct Known {
+        const voalist* node = nullptr;
+        std::string head;
+    };
+    std::unordered_map<const char*, Known> known;
+    // The port text of the last pin name, made again only when the name changes.
+    std::string portName, portText;
+    bool portMade = false;
     bool any = false;
+    char small[512];
+    std::string big;  // a line too long for `small`
     for (const iwspin* pin = symbol ? symbol->pins : nullptr; pin; pin = pin->next) {
         for (const iwatt* a = pin->attributes; a; a = a->next) {
-            // The translator's own attributes, and those ATTRIBUTE NULL drops,
-            // are not in the list.
-            const voalist* node = vofindal(a->name, group->alist);
-            if (!node || !writable(node->attr)) continue;
-            emit(0, VOM_ATTSPEC, node->attr->vhdlname);
-            emit(0, VOM_ATTPORT, votr(pin->name ? pin->name : ""));
-            emit(VOTOK_NLAFTER, VOM_ATTSPECEND, voeval(a->value, node->attr->type));
+            auto [at, fresh] = known.try_emplace(a->name);
+            Known& k = at->second;
+            if (fresh) {
+                // The translator's own attributes, and those ATTRIBUTE NULL
+                // drops, are not in the list.
+                const voalist* node = vofindal(a->name, group->alist);
+                if (node && writable(node->attr)) {
+                    k.node = node;
+                    k.head = ktMsgStatic(msgFp, VOM_ATTSPEC, node->attr->vhdlname);
+                }
+            }
+            if (!k.node) continue;
+            const char* port = votr(pin->name ? pin->name : "");
+            if (!portMade || portName != port) {
+                portName = port;
+                portText = ktMsgStatic(msgFp, VOM_ATTPORT, port);
+                portMade = true;
+            }
+            // The three templates make one line, which goes out as one token.
+            const char* end =
+                ktMsgStatic(msgFp, VOM_ATTSPECEND, voeval(a->value, k.node->attr->type));
+            const size_t endLength = std::strlen(end);
+            const size_t length = k.head.size() + portText.size() + endLength;
+            char* text = length < sizeof small ? small : (big.resize(length), big.data());
+            std::memcpy(text, k.head.data(), k.head.size());
+            std::memcpy(text + k.head.size(), portText.data(), portText.size());
+            std::memcpy(text + k.head.size() + portText.size(), end, endLength + 1);
+            votok(VOTOK_NLAFTER, text);
             any = true;
         }
     }

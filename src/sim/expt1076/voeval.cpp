@@ -27,8 +27,11 @@ constexpr Quoting kQuoting[] = {
 
 char quoteFor(const char* type) {
     if (!type) return '\0';
+    // The types all begin with a lower-case letter: a first letter that
+    // differs in any case is passed over without a comparison.
+    const char first = static_cast<char>(type[0] | 0x20);
     for (const Quoting& q : kQuoting)
-        if (ktStrIcmp(type, q.type) == 0) return q.quote;
+        if (q.type[0] == first && ktStrIcmp(type, q.type) == 0) return q.quote;
     return '\0';
 }
 

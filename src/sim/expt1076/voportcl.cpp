@@ -6,14 +6,16 @@
 #include "voportcl.h"
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "entgen_msg.h"
 #include "iwobj.h"
 #include "ktmsg.h"
 #include "ktstr.h"
-#include "ktsym.h"
 #include "vgstruct.h"
 #include "vomain.h"
 #include "vomodel.h"
@@ -41,22 +43,54 @@ void emit(int mode, int number, ...) {
 }
 
 // The port names written so far, upper case, since names compare without
-// regard to case.
+// regard to case: the names one after another in `names`, found through a
+// table of open addressing that stays at most half full.
 struct NameSet {
-    ktSym* table = ktSymCreate(64, ktSymStHash, ktStrEqu, ktSymStCpy, ktSymStFree);
-    NameSet() { ktSymDynamic(table, 2.0, 2.0); }
-    ~NameSet() {
-        ktSymDestroy(table, [](void*) {});
-    }
-    NameSet(const NameSet&) = delete;
-    NameSet& operator=(const NameSet&) = delete;
+    std::string names;
+    std::vector<uint32_t> slots = std::vector<uint32_t>(64, kEmpty);  // offsets into `names`
+    size_t used = 0;
+    static constexpr uint32_t kEmpty = UINT32_MAX;
 
-    // Adds `name`; false when it was there already.
+    size_t slotOf(const char* key, size_t hash) const {
+        const size_t mask = slots.size() - 1;
+        size_t i = hash & mask;
+        while (slots[i] != kEmpty && std::strcmp(names.c_str() + slots[i], key) != 0)
+            i = (i + 1) & mask;
+        return i;
+    }
+
+    static size_t hashOf(const char* key) {
+        size_t h = 2166136261u;
+        for (const char* p = key; *p; ++p) h = (h ^ static_cast<unsigned char>(*p)) * 16777619u;
+        return h;
+    }
+
+    void grow() {
+        std::vector<uint32_t> old(slots.size() * 2, kEmpty);
+        old.swap(slots);
+        for (uint32_t at : old) {
+            if (at == kEmpty) continue;
+            const char* key = names.c_str() + at;
+            slots[slotOf(key, hashOf(key))] = at;
+        }
+    }
+
+    // Adds `name`; false when it was there already. The key is the name cut
+    // to VOTR_BUFSIZE - 1 characters, in capitals, hashed as it is made.
     bool add(const char* name) {
         char key[VOTR_BUFSIZE];
-        ktStrUpc(voCopyName(key, name ? name : "", sizeof key));
-        if (ktSymFetch(table, key)) return false;
-        ktSymStore(table, key, table);
+        size_t h = 2166136261u, n = 0;
+        for (const char* p = name ? name : ""; *p && n < sizeof key - 1; ++p, ++n) {
+            const char c = *p >= 'a' && *p <= 'z' ? static_cast<char>(*p - 'a' + 'A') : *p;
+            key[n] = c;
+            h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
+        }
+        key[n] = '\0';
+        const size_t i = slotOf(key, h);
+        if (slots[i] != kEmpty) return false;
+        slots[i] = static_cast<uint32_t>(names.size());
+        names.append(key, n + 1);
+        if (2 * ++used > slots.size()) grow();
         return true;
     }
 };
@@ -97,12 +131,15 @@ void voPrintCOM(iwatt* attributes) {
     Pair table[kMaxComments];
     int n = 0;
     for (const iwatt* a = attributes; a && n < kMaxComments; a = a->next) {
+        // The prefix lies well inside the cut, so the whole name is tested;
+        // most names fail at the first letter.
+        const char* whole = a->name ? a->name : "";
+        if ((whole[0] | 0x20) != 'v' || ktStrNicmp(whole, "VHDL_COM_", 9) != 0) continue;
         char name[kMaxCommentName];
-        voCopyName(name, a->name ? a->name : "", sizeof name);
-        if (ktStrNicmp(name, "VHDL_COM_", 9) != 0) continue;
+        voCopyName(name, whole, sizeof name);
         table[n++] = {ktStrCpy(name + 9), ktStrCpy(a->value ? a->value : "")};
     }
-    std::qsort(table, static_cast<size_t>(n), sizeof(Pair), voStringCompare);
+    if (n > 1) std::qsort(table, static_cast<size_t>(n), sizeof(Pair), voStringCompare);
     for (int i = 0; i < n; ++i) {
         emit(VOTOK_NLAFTER, VOM_COMMENT, table[i].value);
         ktStrFree(table[i].name);

@@ -1,6 +1,9 @@
-// The token writer and the opening and closing of the output file. Each
-// piece of text goes to the stream at once, with one write and one error
-// test per piece: a full disk ends the run at the next token.
+// The token writer and the opening and closing of the output file. A file
+// opened here is written through a block of this module's own, which goes
+// to the stream (itself unbuffered) each time it fills and at the close:
+// a full disk ends the run at the token that fills a block. A stream handed
+// in takes each token at once, with one write and one error test. The run
+// has one thread, so streams are written without stdio's locking.
 //
 // Every output file (model, identifier list, initialization file) is
 // written to a temporary file beside it and put in its place by one rename
@@ -48,33 +51,85 @@ constexpr int kReplyMax = 80;
 }
 
 void checked(vofile* f) {
-    if (std::ferror(f->fp)) fatal(VOM_WRITEERR);
+    if (ferror_unlocked(f->fp)) fatal(VOM_WRITEERR);
 }
 
-void breakLine(vofile* f) {
-    std::fputc('\n', f->fp);
-    checked(f);
-    f->column = 0;
-}
+// The block of the file opened here, and that file's stream; null when no
+// file opened here is being written.
+constexpr size_t kBlockSize = 16384;
+char block[kBlockSize];
+size_t blockUsed = 0;
+FILE* blockStream = nullptr;
 
-// Written from a row of blanks rather than formatted: an indent goes in
-// front of nearly every line of a model.
-void spaces(vofile* f, int n) {
-    if (n <= 0) return;
-    static constexpr char kBlanks[] = "                                ";
-    constexpr int kRow = static_cast<int>(sizeof kBlanks) - 1;
-    for (int left = n; left > 0; left -= kRow)
-        std::fwrite(kBlanks, 1, static_cast<size_t>(left < kRow ? left : kRow), f->fp);
-    checked(f);
-    f->column += n;
-}
+// The pieces of one token (line breaks, blanks, the comment prefix, the
+// text), gathered in the block of a file opened here, or else for one
+// write to the stream; a text too long for the room goes on its own.
+struct Token {
+    vofile* f;
+    bool own;  // the stream of a file opened here
+    char* buf;
+    size_t size;
+    size_t n;
+    char local[256];
 
-void put(vofile* f, const char* text, int len) {
-    if (len <= 0) return;
-    std::fwrite(text, 1, static_cast<size_t>(len), f->fp);
-    checked(f);
-    f->column += len;
-}
+    explicit Token(vofile* file) : f(file), own(file->fp == blockStream) {
+        buf = own ? block : local;
+        size = own ? sizeof block : sizeof local;
+        n = own ? blockUsed : 0;
+    }
+
+    void flush() {
+        if (n) fwrite_unlocked(buf, 1, n, f->fp);
+        n = 0;
+        if (own) checked(f);
+    }
+
+    // The token is complete: a stream handed in takes it now.
+    void finish() {
+        if (own) {
+            blockUsed = n;
+            return;
+        }
+        flush();
+        checked(f);
+    }
+
+    void put(const char* text, int len) {
+        if (len <= 0) return;
+        const auto length = static_cast<size_t>(len);
+        if (length > size - n) {
+            flush();
+            if (length > size) {
+                fwrite_unlocked(text, 1, length, f->fp);
+                if (own) checked(f);
+                f->column += len;
+                return;
+            }
+        }
+        std::memcpy(buf + n, text, length);
+        n += length;
+        f->column += len;
+    }
+
+    // An indent goes in front of nearly every line of a model.
+    void spaces(int count) {
+        for (int left = count; left > 0;) {
+            if (n == size) flush();
+            const size_t room = size - n;
+            const size_t k = static_cast<size_t>(left) < room ? static_cast<size_t>(left) : room;
+            std::memset(buf + n, ' ', k);
+            n += k;
+            left -= static_cast<int>(k);
+        }
+        if (count > 0) f->column += count;
+    }
+
+    void breakLine() {
+        if (n == size) flush();
+        buf[n++] = '\n';
+        f->column = 0;
+    }
+};
 
 // Copies at most 255 characters of `text` into `out` (256 bytes), lower-cased.
 void lowerCopy(char* out, const char* text) {
@@ -90,36 +145,38 @@ void votok(int mode, const char* text) {
     const int len = static_cast<int>(std::strlen(text));
     const int oldColumn = f->column;
     constexpr int atColumn0 = VOTOK_WARNING | VOTOK_ERROR | VOTOK_COMMENT;
+    Token t(f);
 
     if ((mode & VOTOK_NLBEFORE) || ((mode & VOTOK_WRAP) && len + f->column > f->width) ||
         ((mode & (atColumn0 | VOTOK_ICOMMENT)) && f->column != 0) ||
         ((mode & VOTOK_TRAILING) && len + f->column + 4 > f->width))
-        breakLine(f);
+        t.breakLine();
     if (mode & VOTOK_DEDENT) --f->level;
 
     if (mode & atColumn0) {
         // The comment starts where the line now stands: column 0.
     } else if (mode & VOTOK_TRAILING) {
-        spaces(f, f->width - f->column - len - 2);
+        t.spaces(f->width - f->column - len - 2);
     } else if (f->column == 0) {
-        spaces(f, f->level * f->unit + f->hang);
+        t.spaces(f->level * f->unit + f->hang);
     }
 
     if (mode & (VOTOK_COMMENT | VOTOK_ICOMMENT | VOTOK_TRAILING))
-        put(f, "--", 2);
+        t.put("--", 2);
     else if (mode & VOTOK_WARNING)
-        put(f, "--WARNING: ", 11);
+        t.put("--WARNING: ", 11);
     else if (mode & VOTOK_ERROR)
-        put(f, "--ERROR: ", 9);
+        t.put("--ERROR: ", 9);
 
-    put(f, text, len);
+    t.put(text, len);
 
     if (mode & (VOTOK_WARNING | VOTOK_ERROR)) {
         // Back to where the interrupted line stood.
-        breakLine(f);
-        spaces(f, oldColumn);
+        t.breakLine();
+        t.spaces(oldColumn);
     }
-    if (mode & VOTOK_NLAFTER) breakLine(f);
+    if (mode & VOTOK_NLAFTER) t.breakLine();
+    t.finish();
     if (mode & VOTOK_INDENT) ++f->level;
     if (mode & VOTOK_HANG) f->hang += len;
     if (mode & VOTOK_UNHANG) f->hang = 0;
@@ -230,11 +287,12 @@ void openOutput(const char* path) {
         close(fd);
         failOutput(VOM_NOOPEN, path);
     }
-    // A buffer of our own, which spares the stream asking the system for
-    // the file's block size; one output file is open at a time.
-    static char buffer[16384];
-    std::setvbuf(f->fp, buffer, _IOFBF, sizeof buffer);
+    // The text gathers in the module's block, so the stream keeps none of
+    // its own and never asks the system for the file's block size; one
+    // output file is open at a time.
+    std::setvbuf(f->fp, nullptr, _IONBF, 0);
     vofilereset(f);
+    blockStream = f->fp;
 }
 }  // namespace
 
@@ -265,6 +323,11 @@ void vofclose() {
     if (!f || !f->fp) return;
     // Buffered text reaches the disk here; losing it is the same failure as a
     // failed write, and the old file stays.
+    if (f->fp == blockStream) {
+        if (blockUsed) fwrite_unlocked(block, 1, blockUsed, f->fp);
+        blockStream = nullptr;
+        blockUsed = 0;
+    }
     bool failed = std::fflush(f->fp) != 0 || std::ferror(f->fp);
     if (tempLive && !failed) failed = fsync(fileno(f->fp)) != 0;
     failed = std::fclose(f->fp) != 0 || failed;
@@ -276,6 +339,9 @@ void vofclose() {
 }
 
 void vofilereset(vofile* file) {
+    // Whatever stream the record gets next, no block of an earlier one is its.
+    blockStream = nullptr;
+    blockUsed = 0;
     file->level = 0;
     file->unit = 4;
     file->hang = 0;

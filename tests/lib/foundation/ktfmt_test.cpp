@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -197,6 +198,50 @@ TEST(FormatBuffer, ExactFitAndTheRoomNeeded) {
     EXPECT_EQ(runVa2(buf, 0, &needed, "a"), -1);
     EXPECT_EQ(runVa2(nullptr, 4, &needed, "a"), -1);
     EXPECT_EQ(runVa2(buf, 4, &needed, nullptr), -1);
+}
+
+int runProg(char* buf, size_t size, size_t* needed, const ktSpFmtProg* prog, ...) {
+    va_list args;
+    va_start(args, prog);
+    int r = ktSprintfProgVa2(buf, size, needed, prog, args);
+    va_end(args);
+    return r;
+}
+
+// Plain %s and %d formats take a shorter road once compiled: what they
+// make, cut or whole, is what the parsed format makes.
+TEST(FormatBuffer, CompiledFormatsMakeWhatTheTextMakesAtEverySize) {
+    const char* formats[] = {"%s", "<%d|%s>", "%i%%%s!", "", "ab%%", "%s%s%d", "%5s|%-3d|%s"};
+    const char* texts[] = {"hello", "", nullptr};
+    const int numbers[] = {0, 7, -42, INT32_MIN, INT32_MAX};
+    for (const char* format : formats) {
+        ktSpFmtProg* prog = ktSpFmtCompile(format);
+        for (const char* text : texts)
+            for (int number : numbers)
+                for (size_t size = 1; size <= 40; ++size) {
+                    // The arguments fit every format: unused ones are ignored.
+                    char a[48], b[48];
+                    size_t na = 0, nb = 0;
+                    int ra = 0, rb = 0;
+                    if (std::strncmp(format, "<%d", 3) == 0 || std::strncmp(format, "%i", 2) == 0) {
+                        ra = runVa2(a, size, &na, format, number, text);
+                        rb = runProg(b, size, &nb, prog, number, text);
+                    } else if (std::strcmp(format, "%s%s%d") == 0) {
+                        ra = runVa2(a, size, &na, format, text, text, number);
+                        rb = runProg(b, size, &nb, prog, text, text, number);
+                    } else if (std::strncmp(format, "%5s", 3) == 0) {
+                        ra = runVa2(a, size, &na, format, text, number, text);
+                        rb = runProg(b, size, &nb, prog, text, number, text);
+                    } else {
+                        ra = runVa2(a, size, &na, format, text);
+                        rb = runProg(b, size, &nb, prog, text);
+                    }
+                    ASSERT_EQ(ra, rb) << format << " size " << size;
+                    ASSERT_EQ(na, nb) << format << " size " << size;
+                    ASSERT_STREQ(a, b) << format << " size " << size;
+                }
+        ktSpFmtProgFree(prog);
+    }
 }
 
 // A field as wide as a format can ask would take the platform seconds to

@@ -113,6 +113,22 @@ TEST_F(MessageFiles, StaticBufferGrowsForATextAsLongAsItself) {
     }
 }
 
+TEST_F(MessageFiles, ThePreviousTextMayBeAnArgument) {
+    FileSpec spec;
+    spec.messages = {{1, "<%s>"}, {2, "%s%s"}};
+    ktMsgHandle* h = open("again", spec);
+    const char* r = ktMsgStatic(h, 1, "ab");
+    EXPECT_STREQ(ktMsgStatic(h, 1, r), "<<ab>>");
+    // Doubled until the buffer has grown several times under its argument.
+    r = ktMsgStatic(h, 2, "ab", "");
+    for (int i = 0; i < 12; ++i) r = ktMsgStatic(h, 2, r, r);
+    EXPECT_EQ(std::string(r), [] {
+        std::string s;
+        for (int i = 0; i < 4096; ++i) s += "ab";
+        return s;
+    }());
+}
+
 TEST_F(MessageFiles, MissingMessagesAndFiles) {
     ktMsgHandle* h = open("gaps", numbered(1, 1));
     Thrown t = thrown([&] { ktMsgStatic(h, 2); });

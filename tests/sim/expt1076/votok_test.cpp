@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -25,7 +26,7 @@ constexpr int WRAP = VOTOK_WRAP, NLB = VOTOK_NLBEFORE, NL = VOTOK_NLAFTER, IN = 
 using TokenWriter = TranslatorTest;
 
 TEST_F(TokenWriter, LayoutOfTheTokens) {
-    const std::string x70(70, 'x'), sp70(70, ' ');
+    const std::string x70(70, 'x'), sp70(70, ' '), x300(300, 'x');
     const struct {
         const char* what;
         std::vector<std::pair<int, std::string>> tokens;
@@ -71,6 +72,10 @@ TEST_F(TokenWriter, LayoutOfTheTokens) {
         {"wrap breaks only when the text would pass the width",
          {{0, x70}, {WRAP, "bcdef"}, {WRAP, "gh"}},
          x70 + "bcdef\ngh"},
+        {"texts and indents of any length come whole",
+         {{0, x300}, {WARN | NL, x300}, {IN | NL, ""}, {HANG, x70}, {NL, x300}, {NL, "y"}},
+         x300 + "\n--WARNING: " + x300 + "\n" + std::string(300, ' ') + "\n\n    " + x70 + x300 +
+             "\n" + std::string(74, ' ') + "y\n"},
     };
     for (const auto& c : cases) {
         writeToMemory();
@@ -195,6 +200,27 @@ TEST_F(OutputFile, AppearsWholeInOneStepAndKeepsThePermissions) {
     EXPECT_EQ(dir.read("elsewhere.txt"), "not a model\n");
 }
 
+// Lines of rising length, some longer than a whole block, as votok writes them.
+std::string manyLines(int count) {
+    std::string expected;
+    for (int i = 0; i < count; ++i) {
+        const std::string line(static_cast<size_t>(i * 37 % 300 + (i % 50 == 0 ? 20000 : 0)),
+                               static_cast<char>('a' + i % 26));
+        votok(IN | NL, line.c_str());
+        votok(NL, "x");
+        votok(OUT, "");
+        expected += line + "\n    x\n";
+    }
+    return expected;
+}
+
+TEST_F(OutputFile, ALongModelComesWholeThroughTheBlocks) {
+    ASSERT_EQ(vofopen("and2", "vhd"), 1);
+    const std::string expected = manyLines(400);
+    vofclose();
+    EXPECT_EQ(dir.read("and2.vhd"), expected);
+}
+
 using OutputFileDeathTest = OutputFile;
 
 // Writes past `bytes` of any file fail as on a full disk.
@@ -211,6 +237,15 @@ TEST_F(OutputFileDeathTest, AnyEndBeforeTheCloseLeavesTheOldFileAndNoOther) {
             limitFileSize(64);
             writeModel(std::string(200, 'x'));
             vofclose();
+        },
+        ::testing::ExitedWithCode(1), "543");
+    // The run ends at the token that fills a block, not at the close.
+    EXPECT_EXIT(
+        {
+            limitFileSize(100000);
+            ASSERT_EQ(vofopen("and2", "vhd"), 1);
+            manyLines(4000);
+            std::exit(0);
         },
         ::testing::ExitedWithCode(1), "543");
     EXPECT_EXIT(
