@@ -5,7 +5,6 @@
 // not a property of the port, and is never written.
 #include "voattcl.h"
 
-#include <cstdarg>
 #include <cstring>
 #include <string>
 #include <unordered_map>
@@ -21,13 +20,6 @@
 #include "votr.h"
 
 namespace {
-void emit(int mode, int number, ...) {
-    va_list args;
-    va_start(args, number);
-    votok(mode, ktMsgStaticVa(msgFp, number, args));
-    va_end(args);
-}
-
 // An attribute of the list that has a VHDL form to write.
 bool writable(const voattr* a) {
     return a && a->vhdlname && ktStrIcmp(a->vhdlname, "NET_ALIAS") != 0;
@@ -38,7 +30,7 @@ void voatt_decl(vogroup* group, int mask) {
     bool any = false;
     for (const voalist* n = group ? group->alist : nullptr; n; n = n->next) {
         if (!(n->flags & mask) || !writable(n->attr)) continue;
-        emit(VOTOK_NLAFTER, VOM_PINATTDECL, n->attr->vhdlname, n->attr->type);
+        votokmsg(VOTOK_NLAFTER, VOM_PINATTDECL, n->attr->vhdlname, n->attr->type);
         any = true;
     }
     if (any) votok(VOTOK_NLAFTER, "");

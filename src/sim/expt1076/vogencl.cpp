@@ -10,7 +10,6 @@
 
 #include <cfloat>
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -33,13 +32,6 @@ namespace {
 // A generic's name, prefixes included, holds at most this many bytes with
 // its terminator; a longer one is cut.
 constexpr size_t kMaxGenericName = 256;
-
-void emit(int mode, int number, ...) {
-    va_list args;
-    va_start(args, number);
-    votok(mode, ktMsgStaticVa(msgFp, number, args));
-    va_end(args);
-}
 
 // Names the model never has as generics: they belong to the schematic.
 bool leftOut(const vogen* g) {
@@ -115,12 +107,12 @@ void writeDefault(const vogen* g, const iwatt* a) {
         // An empty value is no time: the generic has no default.
         if (emptyLiteral) return;
         char* time = votimeval(text);
-        if (*time) emit(0, VOM_DEFAULT, time);
+        if (*time) votokmsg(0, VOM_DEFAULT, time);
         ktStrFree(time);
         return;
     }
     if (g->type && ktStrIcmp(g->type, "string") == 0 && emptyLiteral) return;
-    if (*text) emit(0, VOM_DEFAULT, text);
+    if (*text) votokmsg(0, VOM_DEFAULT, text);
 }
 
 // ---- Time values
@@ -205,14 +197,14 @@ void vogen_clause(vogroup* group) {
         prefixedName(g, dups, name);
 
         if (count == 0)
-            emit(VOTOK_HANG, VOM_GENERICS);
+            votokmsg(VOTOK_HANG, VOM_GENERICS);
         else
             votok(VOTOK_NLAFTER, ";");
         ++count;
         if (dups > 0)
             votok(VOTOK_WARNING | VOTOK_NLAFTER,
                   withoutDesignator(ktMsgStatic(msgFp, VOM_DUPGENERIC, g->vhdlname)));
-        emit(0, VOM_GENERIC, name, g->type);
+        votokmsg(0, VOM_GENERIC, name, g->type);
         if (a) writeDefault(g, a);
     }
     votok(VOTOK_NLAFTER | VOTOK_UNHANG, ");");

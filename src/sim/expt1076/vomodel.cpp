@@ -4,7 +4,6 @@
 // is fetched, since they share one buffer.
 #include "vomodel.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -29,13 +28,6 @@ struct Pair {
     char* name;
     char* value;
 };
-
-void emit(int mode, int number, ...) {
-    va_list args;
-    va_start(args, number);
-    votok(mode, ktMsgStaticVa(msgFp, number, args));
-    va_end(args);
-}
 
 // Copies the pairs of a list into `table` and sorts them by name; returns
 // how many there are. The copies are released with releasePairs.
@@ -84,10 +76,10 @@ int vomodel(vogroup* group) {
     }
     vopackage_use(group);
     for (voImport* im = group->imports; im; im = im->next)
-        if (int number = importMessage(im->kind)) emit(VOTOK_NLAFTER, number, im->name);
-    emit(VOTOK_NLAFTER, VOM_ENTITYHEAD);
+        if (int number = importMessage(im->kind)) votokmsg(VOTOK_NLAFTER, number, im->name);
+    votokmsg(VOTOK_NLAFTER, VOM_ENTITYHEAD);
     voPrintEntityComments(group);
-    emit(VOTOK_NLAFTER | VOTOK_INDENT, VOM_ENTITY, group->entity);
+    votokmsg(VOTOK_NLAFTER | VOTOK_INDENT, VOM_ENTITY, group->entity);
     vogen_clause(group);
     voport_clause(group, 0);
     voEntityConstants(group);
@@ -96,11 +88,11 @@ int vomodel(vogroup* group) {
     voGetVhdlAttr(group->grp && group->grp->symbols ? group->grp->symbols->attributes : nullptr, 0,
                   group->entity);
     voPrintEntityPPR(group);
-    emit(VOTOK_DEDENT | VOTOK_NLAFTER, VOM_ENTITYEND, group->entity);
-    emit(VOTOK_NLBEFORE | VOTOK_NLAFTER | VOTOK_INDENT, VOM_ARCH, group->arch, group->entity);
-    emit(VOTOK_DEDENT | VOTOK_NLAFTER | VOTOK_INDENT, VOM_ARCHBEGIN);
+    votokmsg(VOTOK_DEDENT | VOTOK_NLAFTER, VOM_ENTITYEND, group->entity);
+    votokmsg(VOTOK_NLBEFORE | VOTOK_NLAFTER | VOTOK_INDENT, VOM_ARCH, group->arch, group->entity);
+    votokmsg(VOTOK_DEDENT | VOTOK_NLAFTER | VOTOK_INDENT, VOM_ARCHBEGIN);
     votok(VOTOK_NLAFTER, "");
-    emit(VOTOK_DEDENT | VOTOK_NLAFTER, VOM_ARCHEND, group->arch);
+    votokmsg(VOTOK_DEDENT | VOTOK_NLAFTER, VOM_ARCHEND, group->arch);
     vofclose();
     return 0;
 }
@@ -118,7 +110,7 @@ void vopackage_use(vogroup*) {
         if (p->kind != 1) continue;
         char text[VO_BUFSIZE];
         std::snprintf(text, sizeof text, "WORK.%s", p->file ? p->file : "");
-        emit(VOTOK_NLAFTER, VOM_USEALL, text);
+        votokmsg(VOTOK_NLAFTER, VOM_USEALL, text);
         return;
     }
 }
@@ -132,19 +124,19 @@ int voplace(int kind, int where) {
 
 void voEntityConstants(vogroup* group) {
     for (voclist* c = group->consts; c; c = c->next)
-        emit(VOTOK_NLAFTER, VOM_CONSTDECL, c->cons->name, c->cons->type, c->cons->value);
+        votokmsg(VOTOK_NLAFTER, VOM_CONSTDECL, c->cons->name, c->cons->type, c->cons->value);
 }
 
 void voPrintEntityComments(vogroup* group) {
     Pair table[kMaxPairs];
     int n = sortedPairs(group->comments, table);
-    for (int i = 0; i < n; ++i) emit(VOTOK_NLAFTER, VOM_COMMENT, table[i].value);
+    for (int i = 0; i < n; ++i) votokmsg(VOTOK_NLAFTER, VOM_COMMENT, table[i].value);
     releasePairs(table, n);
 }
 
 void voPrintEntityPPR(vogroup* group) {
     if (!group->pprs) return;
-    emit(VOTOK_NLAFTER | VOTOK_INDENT, VOM_PASSIVE);
+    votokmsg(VOTOK_NLAFTER | VOTOK_INDENT, VOM_PASSIVE);
     Pair table[kMaxPairs];
     int n = sortedPairs(group->pprs, table);
     for (int i = 0; i < n; ++i) votok(VOTOK_NLAFTER, table[i].value);
@@ -159,10 +151,10 @@ void voGetVhdlAttr(iwatt* attributes, int, const char* entity) {
         char* text = ktStrCpy(a->value);
         char* value = std::strchr(text, ':');
         if (value) *value++ = '\0';
-        emit(VOTOK_NLAFTER, VOM_ATTDECL, name, text);
-        emit(0, VOM_ATTSPEC, name);
-        emit(0, VOM_ATTENTITY, entity);
-        emit(VOTOK_NLAFTER, VOM_ATTSPECEND, value ? value : "");
+        votokmsg(VOTOK_NLAFTER, VOM_ATTDECL, name, text);
+        votokmsg(0, VOM_ATTSPEC, name);
+        votokmsg(0, VOM_ATTENTITY, entity);
+        votokmsg(VOTOK_NLAFTER, VOM_ATTSPECEND, value ? value : "");
         votok(VOTOK_NLAFTER, "");
         ktStrFree(name);
         ktStrFree(text);

@@ -5,7 +5,6 @@
 // costs time in proportion to its pins.
 #include "voportcl.h"
 
-#include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -34,13 +33,6 @@ struct Pair {
     char* name;
     char* value;
 };
-
-void emit(int mode, int number, ...) {
-    va_list args;
-    va_start(args, number);
-    votok(mode, ktMsgStaticVa(msgFp, number, args));
-    va_end(args);
-}
 
 // The port names written so far, upper case, since names compare without
 // regard to case: the names one after another in `names`, found through a
@@ -109,7 +101,7 @@ void voport_clause(vogroup* group, int) {
         if (opened)
             votok(VOTOK_NLAFTER, ";");
         else
-            emit(VOTOK_HANG, VOM_PORTS);
+            votokmsg(VOTOK_HANG, VOM_PORTS);
         opened = true;
         voport_decl(p);
     }
@@ -121,10 +113,10 @@ void voport_decl(iwspin* pin) {
     if (!r) return;
     voPrintCOM(pin->attributes);
     if (r->brf)
-        emit(0, VOM_PORTBRF, r->name, r->mode, r->brf, r->type, r->range);
+        votokmsg(0, VOM_PORTBRF, r->name, r->mode, r->brf, r->type, r->range);
     else
-        emit(0, VOM_PORT, r->name, r->mode, r->type, r->range);
-    if (r->value) emit(0, VOM_DEFAULT, r->value);
+        votokmsg(0, VOM_PORT, r->name, r->mode, r->type, r->range);
+    if (r->value) votokmsg(0, VOM_DEFAULT, r->value);
 }
 
 void voPrintCOM(iwatt* attributes) {
@@ -141,7 +133,7 @@ void voPrintCOM(iwatt* attributes) {
     }
     if (n > 1) std::qsort(table, static_cast<size_t>(n), sizeof(Pair), voStringCompare);
     for (int i = 0; i < n; ++i) {
-        emit(VOTOK_NLAFTER, VOM_COMMENT, table[i].value);
+        votokmsg(VOTOK_NLAFTER, VOM_COMMENT, table[i].value);
         ktStrFree(table[i].name);
         ktStrFree(table[i].value);
     }

@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -28,6 +29,7 @@
 #include "kspath.h"
 #include "kterr.h"
 #include "ktex.h"
+#include "ktmsg.h"
 #include "ktstr.h"
 #include "vgstruct.h"
 #include "vomain.h"
@@ -180,6 +182,13 @@ void votok(int mode, const char* text) {
     if (mode & VOTOK_INDENT) ++f->level;
     if (mode & VOTOK_HANG) f->hang += len;
     if (mode & VOTOK_UNHANG) f->hang = 0;
+}
+
+void votokmsg(int mode, int number, ...) {
+    va_list args;
+    va_start(args, number);
+    votok(mode, ktMsgStaticVa(msgFp, number, args));
+    va_end(args);
 }
 
 namespace {

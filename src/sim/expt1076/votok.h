@@ -29,6 +29,9 @@ extern FILE* voreplyin;
 extern FILE* voreplyout;
 
 void votok(int mode, const char* text);
+// votok of the translator's message `number`, filled with the arguments
+// that follow; the text is handed on before the next message is made.
+void votokmsg(int mode, int number, ...);
 int vofopen(const char* base, const char* ext);
 void vofopenini(const char* base, const char* ext);
 void vofclose();

@@ -8,7 +8,6 @@
 // a COMPONENT line as part of that component. The records are only read.
 #include "vowritini.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -26,14 +25,6 @@
 #include "votok.h"
 
 namespace {
-// The text of `number`, filled, handed to votok before the next is made.
-void emit(int mode, int number, ...) {
-    va_list args;
-    va_start(args, number);
-    votok(mode, ktMsgStaticVa(msgFp, number, args));
-    va_end(args);
-}
-
 // The comment mark in front of a statement that shows but does not count.
 void mark() {
     votok(0, "| ");
@@ -41,7 +32,7 @@ void mark() {
 
 void heading(int number) {
     mark();
-    emit(VOTOK_NLAFTER, number);
+    votokmsg(VOTOK_NLAFTER, number);
 }
 
 void blank() {
@@ -51,12 +42,12 @@ void blank() {
 // A keyword and one or two operands on a line of their own.
 void pair(bool live, const char* key, const char* operand) {
     if (!live) mark();
-    emit(VOTOK_NLAFTER, VOM_WI_PAIR, key, operand);
+    votokmsg(VOTOK_NLAFTER, VOM_WI_PAIR, key, operand);
 }
 
 void triple(bool live, const char* key, const char* a, const char* b) {
     if (!live) mark();
-    emit(VOTOK_NLAFTER, VOM_WI_TRIPLE, key, a, b);
+    votokmsg(VOTOK_NLAFTER, VOM_WI_TRIPLE, key, a, b);
 }
 
 // The records of a list that holds the newest first, oldest first. Lists of
@@ -89,10 +80,10 @@ void writeHeaders() {
 void place(bool live, int kind, int where, const char* file, const char* ext) {
     if (!live) mark();
     if (where != 2) {
-        emit(VOTOK_NLAFTER, VOM_WI_TRIPLE, "PLACE", voplacetype(kind), voplacelocation(where));
+        votokmsg(VOTOK_NLAFTER, VOM_WI_TRIPLE, "PLACE", voplacetype(kind), voplacelocation(where));
         return;
     }
-    emit(0, VOM_WI_TRIPLE, "PLACE", voplacetype(kind), voplacelocation(where));
+    votokmsg(0, VOM_WI_TRIPLE, "PLACE", voplacetype(kind), voplacelocation(where));
     votok(VOTOK_NLAFTER, vomerge(file ? file : "", ext ? ext : ""));
 }
 
@@ -135,8 +126,8 @@ bool translations(votrans* list, bool live, const char* kind, bool (*want)(const
     for (votrans* t = list; t; t = t->next) {
         if (want && !want(t->from)) continue;
         if (!live) mark();
-        emit(0, VOM_WI_PAIR, "TRANSLATE", kind);
-        emit(VOTOK_NLAFTER, VOM_WI_PAIR, t->from, t->to);
+        votokmsg(0, VOM_WI_PAIR, "TRANSLATE", kind);
+        votokmsg(VOTOK_NLAFTER, VOM_WI_PAIR, t->from, t->to);
         any = true;
     }
     return any;
@@ -254,12 +245,12 @@ void writeSetdef() {
 // keeps its attribute out of the model.
 void generic(const vogen* g, bool live) {
     if (!live) mark();
-    emit(0, VOM_WI_PAIR, "GENERIC", g->name);
+    votokmsg(0, VOM_WI_PAIR, "GENERIC", g->name);
     if (g->vhdlname && g->type)
-        emit(0, VOM_WI_GENERIC, g->vhdlname, g->type);
+        votokmsg(0, VOM_WI_GENERIC, g->vhdlname, g->type);
     else
         votok(0, "NULL");
-    if (g->trailer) emit(0, VOM_WI_PAIR, "", g->trailer);
+    if (g->trailer) votokmsg(0, VOM_WI_PAIR, "", g->trailer);
     votok(VOTOK_NLAFTER, "");
 }
 
@@ -276,9 +267,9 @@ void writeGenerics() {
 
 void attribute(const voattr* a, bool live) {
     if (!live) mark();
-    emit(0, VOM_WI_PAIR, "ATTRIBUTE", a->name);
+    votokmsg(0, VOM_WI_PAIR, "ATTRIBUTE", a->name);
     if (a->vhdlname && a->type)
-        emit(VOTOK_NLAFTER, VOM_ATTDECL, a->vhdlname, a->type);
+        votokmsg(VOTOK_NLAFTER, VOM_ATTDECL, a->vhdlname, a->type);
     else
         votok(VOTOK_NLAFTER, "NULL");
 }
@@ -293,16 +284,16 @@ void writeAttributes() {
 // The text that opens a continuation line: the reader takes a lone "+" at
 // the head of a line as the statement above going on.
 void continued() {
-    emit(0, VOM_WI_PAIR, "   +   ", "");
+    votokmsg(0, VOM_WI_PAIR, "   +   ", "");
 }
 
 // `map ( a => b, ... )`, one element to a line, each further line
 // continued and hanging under the first element.
 void association(int opening, const voae* list) {
     continued();
-    emit(VOTOK_HANG, opening);
+    votokmsg(VOTOK_HANG, opening);
     for (const voae* e = list; e; e = e->next) {
-        emit(0, VOM_WI_ASSOC, e->formal, e->actual);
+        votokmsg(0, VOM_WI_ASSOC, e->formal, e->actual);
         if (!e->next) break;
         votok(VOTOK_NLAFTER, ",");
         continued();
@@ -312,10 +303,10 @@ void association(int opening, const voae* list) {
 
 // A COMPONENT with its binding and generics one level in.
 void component(const vocomp* c) {
-    emit(VOTOK_NLAFTER | VOTOK_INDENT, VOM_WI_PAIR, "COMPONENT", c->name);
+    votokmsg(VOTOK_NLAFTER | VOTOK_INDENT, VOM_WI_PAIR, "COMPONENT", c->name);
     if (const vobind* b = c->bind) {
-        emit(0, VOM_WI_PAIR, "BINDING", "");
-        emit(VOTOK_NLAFTER | VOTOK_INDENT, VOM_WI_BINDING, b->lib, b->entity, b->arch);
+        votokmsg(0, VOM_WI_PAIR, "BINDING", "");
+        votokmsg(VOTOK_NLAFTER | VOTOK_INDENT, VOM_WI_BINDING, b->lib, b->entity, b->arch);
         if (b->genmap) association(VOM_WI_GENMAP, b->genmap);
         if (b->portmap) association(VOM_WI_PORTMAP, b->portmap);
         votok(VOTOK_DEDENT, "");
