@@ -31,6 +31,7 @@
 
 votrname** trtable = nullptr;
 int32_t trlongest = 0;
+uint32_t votrgeneration = 0;
 
 namespace {
 constexpr const char* kTag = "votr";
@@ -389,6 +390,7 @@ void votrsetup() {
 }
 
 void votrfree() {
+    ++votrgeneration;
     releaseIndex();
     if (names_) ktSymDestroy(names_, [](void*) {});
     names_ = nullptr;

@@ -39,6 +39,10 @@ extern votrname** trtable;
 // Length of the longest name stored; the width of the identifier list.
 extern int32_t trlongest;
 
+// Counts the releases of the table of names: a translation remembered
+// from before a release may no longer be the one votr gives.
+extern uint32_t votrgeneration;
+
 // Builds the character table and enters the reserved words; any table of
 // an earlier run is released first.
 void votrsetup();
