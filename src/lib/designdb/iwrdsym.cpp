@@ -66,22 +66,26 @@ struct Lines {
         }
     }
 
-    bool next(char* line, int size) {
+    // The next line in `line`, and the length of its text in `*length`.
+    bool next(char* line, int size, size_t* length) {
         const size_t most = static_cast<size_t>(size) - 1;
         fill(most);
         if (pos == end) return false;
         const size_t avail = std::min(end - pos, most);
         const char* from = buf + pos;
         const void* feed = std::memchr(from, '\n', avail);
-        const size_t len = feed ? static_cast<size_t>(static_cast<const char*>(feed) - from) + 1 : avail;
+        const size_t len =
+            feed ? static_cast<size_t>(static_cast<const char*>(feed) - from) + 1 : avail;
         std::memcpy(line, from, len);
         line[len] = '\0';
         pos += len;
         // As ktDufsFgets: the text ends at its first zero byte.
         const size_t n = std::strlen(line);
+        *length = n;
         if (n >= 2 && line[n - 2] == '\r' && line[n - 1] == '\n') {
             line[n - 2] = '\n';
             line[n - 1] = '\0';
+            *length = n - 1;
         } else if (n > 0 && n == most && line[n - 1] == '\r') {
             // The line was cut between CR and what follows it.
             fill(1);
@@ -354,13 +358,13 @@ void readContinuation(Reader& r, const char* line, bool early) {
     }
 }
 
-// Reads the records behind the first line; false at an E record.
-bool readRecord(Reader& r, char* line) {
+// Reads the records behind the first line, `n` bytes long; false at an E
+// record.
+bool readRecord(Reader& r, char* line, size_t n) {
     // A line's second byte must be white space; any other line is passed over.
     if (!line[0] || !isWhite(line[1])) return true;
     char letter = line[0];
     bool early = line[2] == '\0';
-    size_t n = std::strlen(line);
     if (line[n - 1] == '\n') line[n - 1] = '\0';
     switch (letter) {
         case 'Y':
@@ -600,7 +604,9 @@ iwsym* iwreadsym(char* name) {
     char* line = held.line;
     held.block = static_cast<char*>(iwqkalloc(Lines::kBlock));
     Lines lines{held.stream, held.block};
-    if (!lines.next(line, kLine) || (line[0] != 'V' && line[0] != 'v') || line[1] != ' ') {
+    size_t length = 0;
+    if (!lines.next(line, kLine, &length) || (line[0] != 'V' && line[0] != 'v') ||
+        line[1] != ' ') {
         held.close();
         iwmsghndlr(IW_ERROR, IWM_NOTSYMBOL, name);
         return nullptr;
@@ -608,9 +614,9 @@ iwsym* iwreadsym(char* name) {
     Reader r{name, sym, group};
     r.line = 1;
     r.join = held.join;
-    while (lines.next(line, kLine)) {
+    while (lines.next(line, kLine, &length)) {
         ++r.line;
-        if (!readRecord(r, line)) break;
+        if (!readRecord(r, line, length)) break;
     }
     held.close();
 

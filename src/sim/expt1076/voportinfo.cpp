@@ -107,7 +107,8 @@ public:
         used_ = 0;
     }
 
-    // The slot of `name`, or null; with `add`, made when missing.
+    // The slot of `name`, or null; with `add`, made when missing. A slot
+    // stays where it is until the table grows.
     Slot* find(const char* name, bool add) {
         char key[VOTR_BUFSIZE];
         size_t n = 0;
@@ -139,8 +140,13 @@ public:
         }
     }
 
+    Slot& at(size_t i) { return slots_[i]; }
+    size_t indexOf(const Slot* s) const { return static_cast<size_t>(s - slots_.data()); }
+    size_t grown = 0;  // how often the table grew
+
 private:
     void grow() {
+        ++grown;
         std::vector<Slot> old;
         old.swap(slots_);
         slots_.assign(old.size() * 2, Slot{});
@@ -168,6 +174,7 @@ struct PinIndex {
     // `next` is the entry the walk over the pins comes to next.
     std::vector<const iwspin*> pins;
     std::vector<uint32_t> baseAt;
+    std::vector<size_t> baseSlot;  // the slot of each pin's base name in `bases`
     std::string baseTexts;
     size_t next = 0;
     uint32_t generation = 0;  // votrgeneration when the index was built
@@ -197,7 +204,9 @@ void buildIndex(const iwsym* symbol) {
     index_.bases.clear(expected);
     index_.names.clear(expected);
     index_.baseAt.clear();
+    index_.baseSlot.clear();
     index_.baseTexts.clear();
+    const size_t grown = index_.bases.grown;
     for (const iwspin* p = symbol->pins; p; p = p->next) {
         char base[VOTR_BUFSIZE];
         voGetScrivetName(pinName(p), base);
@@ -205,12 +214,18 @@ void buildIndex(const iwsym* symbol) {
         index_.baseAt.push_back(static_cast<uint32_t>(index_.baseTexts.size()));
         index_.baseTexts.append(base, std::strlen(base) + 1);
         FoldedTable::Slot* s = index_.bases.find(base, true);
+        index_.baseSlot.push_back(index_.bases.indexOf(s));
         if (!s->first)
             s->first = p;
         else if (!s->second)
             s->second = p;
         if (const voPort* r = voPinPort(p)) countName(r->name, 1);
     }
+    // A table that grew has moved its slots.
+    if (index_.bases.grown != grown)
+        for (size_t i = 0; i < index_.pins.size(); ++i)
+            index_.baseSlot[i] = index_.bases.indexOf(
+                index_.bases.find(index_.baseTexts.data() + index_.baseAt[i], false));
     index_.generation = votrgeneration;
 }
 
@@ -222,22 +237,26 @@ void indexFor(const iwsym* symbol, const iwspin* pin) {
         buildIndex(symbol);
 }
 
-// The translated base name of `pin` in `out`: the index's when the walk
-// comes to the pin it expects next (the translation of a name stays what
-// it was while the table of translations lasts), else translated again.
-void baseOf(const iwspin* pin, char* out) {
+// The translated base name of `pin` in `out`, and its slot in the table
+// of base names or null: the index's when the walk comes to the pin it
+// expects next (the translation of a name stays what it was while the
+// table of translations lasts), else translated again.
+const FoldedTable::Slot* baseOf(const iwspin* pin, char* out) {
     if (index_.symbol && index_.next < index_.pins.size() && index_.pins[index_.next] == pin &&
         index_.generation == votrgeneration) {
-        const char* text = index_.baseTexts.data() + index_.baseAt[index_.next++];
+        const size_t i = index_.next++;
+        const char* text = index_.baseTexts.data() + index_.baseAt[i];
         std::memcpy(out, text, std::strlen(text) + 1);
-        return;
+        return &index_.bases.at(index_.baseSlot[i]);
     }
     voGetScrivetName(pinName(pin), out);
+    return nullptr;
 }
 
-// The first pin other than `pin`, in list order, of the base name `base`.
-const iwspin* otherOfBase(const iwspin* pin, const char* base) {
-    const FoldedTable::Slot* s = index_.bases.find(base, false);
+// The first pin other than `pin`, in list order, of the base name `base`,
+// whose slot `s` may already be known.
+const iwspin* otherOfBase(const iwspin* pin, const char* base, const FoldedTable::Slot* s) {
+    if (!s) s = index_.bases.find(base, false);
     if (!s) return nullptr;
     return s->first != pin ? s->first : s->second;
 }
@@ -401,8 +420,7 @@ void portName(iwsym* symbol, iwspin* pin, std::string* out) {
     const iwspin* q = nullptr;
     if (symbol && pin) {
         indexFor(symbol, pin);
-        baseOf(pin, base);
-        q = otherOfBase(pin, base);
+        q = otherOfBase(pin, base, baseOf(pin, base));
     } else {
         voGetScrivetName(pinName(pin), base);
     }
