@@ -210,9 +210,12 @@ void buildIndex(const iwsym* symbol) {
     for (const iwspin* p = symbol->pins; p; p = p->next) {
         char base[VOTR_BUFSIZE];
         voGetScrivetName(pinName(p), base);
+        // Kept for the pin's turn: what the translation gives from then on.
+        char again[VOTR_BUFSIZE];
+        voCopyName(again, votrstored(), sizeof again);
         index_.pins.push_back(p);
         index_.baseAt.push_back(static_cast<uint32_t>(index_.baseTexts.size()));
-        index_.baseTexts.append(base, std::strlen(base) + 1);
+        index_.baseTexts.append(again, std::strlen(again) + 1);
         FoldedTable::Slot* s = index_.bases.find(base, true);
         index_.baseSlot.push_back(index_.bases.indexOf(s));
         if (!s->first)
@@ -229,21 +232,27 @@ void buildIndex(const iwsym* symbol) {
     index_.generation = votrgeneration;
 }
 
-// The index of `symbol`, made anew when the walk over its pins starts at
-// the first pin or when the symbol is not the one indexed.
-void indexFor(const iwsym* symbol, const iwspin* pin) {
-    if (symbol != index_.symbol || pin == symbol->pins || symbol->pins != index_.first ||
-        symbol->pincount != index_.pincount || index_.generation != votrgeneration)
-        buildIndex(symbol);
+// Whether the index must be made anew for `pin` of `symbol`: when the walk
+// over its pins starts at the first pin or when the symbol is not the one
+// indexed.
+bool staleFor(const iwsym* symbol, const iwspin* pin) {
+    return symbol != index_.symbol || pin == symbol->pins || symbol->pins != index_.first ||
+           symbol->pincount != index_.pincount || index_.generation != votrgeneration;
 }
 
 // The translated base name of `pin` in `out`, and its slot in the table
-// of base names or null: the index's when the walk comes to the pin it
-// expects next (the translation of a name stays what it was while the
-// table of translations lasts), else translated again.
-const FoldedTable::Slot* baseOf(const iwspin* pin, char* out) {
-    if (index_.symbol && index_.next < index_.pins.size() && index_.pins[index_.next] == pin &&
-        index_.generation == votrgeneration) {
+// of base names or null. The pin's name is translated first, then the
+// index made when it must be; a pin the walk comes to in the index's order
+// takes the index's translation, which is what translating again gives.
+const FoldedTable::Slot* baseOf(const iwsym* symbol, const iwspin* pin, char* out) {
+    if (staleFor(symbol, pin)) {
+        voGetScrivetName(pinName(pin), out);
+        buildIndex(symbol);
+        if (index_.pins.empty() || index_.pins[0] != pin) return nullptr;
+        index_.next = 1;
+        return &index_.bases.at(index_.baseSlot[0]);
+    }
+    if (index_.next < index_.pins.size() && index_.pins[index_.next] == pin) {
         const size_t i = index_.next++;
         const char* text = index_.baseTexts.data() + index_.baseAt[i];
         std::memcpy(out, text, std::strlen(text) + 1);
@@ -419,8 +428,7 @@ void portName(iwsym* symbol, iwspin* pin, std::string* out) {
     char base[VOTR_BUFSIZE];
     const iwspin* q = nullptr;
     if (symbol && pin) {
-        indexFor(symbol, pin);
-        q = otherOfBase(pin, base, baseOf(pin, base));
+        q = otherOfBase(pin, base, baseOf(symbol, pin, base));
     } else {
         voGetScrivetName(pinName(pin), base);
     }
@@ -487,10 +495,15 @@ void voGetPortInfo(iwsym* symbol, iwspin* pin, vogroup*) {
 
     char type[VO_BUFSIZE];
     voCopyName(type, found[5] && found[5]->value ? found[5]->value : "", sizeof type);
-    // The pin's name is translated once for its type and its range.
+    // The pin's name is translated once for its type and its range; the
+    // range reads the translation as a call for the range would give it,
+    // which after the call for the type is the stored one.
     char translated[VOTR_BUFSIZE];
     voCopyName(translated, votr(pinName(pin)), sizeof translated);
-    if (!*type) voCopyName(type, typeFor(translated), sizeof type);
+    if (!*type) {
+        voCopyName(type, typeFor(translated), sizeof type);
+        voCopyName(translated, votrstored(), sizeof translated);
+    }
 
     std::string range;
     const bool ranged = rangeFrom(translated, &range);

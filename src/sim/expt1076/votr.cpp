@@ -395,12 +395,16 @@ void releaseIndex() {
 }
 
 // Step 8 of votr: the name and its translation go into the table.
+// The entry of the name of the last votr.
+const votrname* last_ = nullptr;
+
 void store(const char* name) {
     if (!trtable)
         trtable = static_cast<votrname**>(ktMemCalloc(VOTR_BUCKETS, sizeof(votrname*), kTag));
     auto* e = static_cast<votrname*>(ktMemMalloc(sizeof(votrname), kTag));
     e->name = ktStrCpy(name);
     e->vhdlname = ktStrIcmp(trbuf, name) == 0 ? e->name : ktStrCpy(trbuf);
+    last_ = e;
     const uint32_t bucket = bucketOf(name);
     e->next = trtable[bucket];
     trtable[bucket] = e;
@@ -431,6 +435,7 @@ void votrsetup() {
 
 void votrfree() {
     ++votrgeneration;
+    last_ = nullptr;
     releaseIndex();
     forgetNames();
     if (trtable) {
@@ -457,6 +462,7 @@ char* votr(const char* name) {
         name = std::strcpy(own, name);
     // A name seen before gives its translation again, and no warning.
     if (const votrname* known = lookUp(name)) {
+        last_ = known;
         voCopyName(trbuf, known->vhdlname, sizeof trbuf);
         return trbuf;
     }
@@ -487,6 +493,10 @@ char* votr(const char* name) {
 
     store(name);
     return trbuf;
+}
+
+const char* votrstored() {
+    return last_ ? last_->vhdlname : "";
 }
 
 char* voGetScrivetName(const char* name, char* out) {

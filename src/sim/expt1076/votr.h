@@ -51,6 +51,10 @@ void votrfree();
 // The translation of `name`, in a static buffer valid until the next call:
 // copy it or use it at once.
 char* votr(const char* name);
+// The translation that votr gives again for the name of its last call.
+// The first call for a name can give a text that differs from it in case
+// only: a translation equal to the name but for case is stored as the name.
+const char* votrstored();
 // The translation of the part of `name` in front of its first "[", copied
 // to `out`, which holds VOTR_BUFSIZE characters. Returns `out`.
 char* voGetScrivetName(const char* name, char* out);
