@@ -118,9 +118,13 @@ unsigned char kindOf(const char* p) {
     return kKinds[static_cast<unsigned char>(*p)];
 }
 
-// Skips `n` fields: non-white bytes, then white space, each.
+// Skips `n` fields: non-white bytes, then white space, each. Fields of one
+// byte with one blank behind each, as the editor writes them, are stepped
+// over two bytes at a time.
 const char* skipFields(const char* p, int n) {
-    for (int i = 0; i < n; ++i) {
+    int i = 0;
+    for (; i < n && kindOf(p) == kField && p[1] == ' ' && kindOf(p + 2) != kWhite; ++i) p += 2;
+    for (; i < n; ++i) {
         while (kindOf(p) == kField) ++p;
         while (kindOf(p) == kWhite) ++p;
     }

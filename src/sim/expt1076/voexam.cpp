@@ -348,6 +348,11 @@ int voattfilter(iwatt* a) {
 
 void vosymattrs(vogroup* g, iwatt* list) {
     for (iwatt* a = list; a; a = a->next) {
+        // Every reserved name begins with V: any other is a generic at once.
+        if (leadOf(a) != 'V') {
+            voAddGeneric(g, a->name, a);
+            continue;
+        }
         // Nine characters: any name that begins with VHDL_CONF is skipped,
         // any that begins with VHDL_IMPO is an import.
         if (prefixed(a, VORES_CONFIGURATION, 9)) continue;
