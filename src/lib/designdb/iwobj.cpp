@@ -185,27 +185,42 @@ iwgroup* iwgrpref(char* name) {
 
 // ---- accessors ----------------------------------------------------------------------
 
-iwatt* ifattatt(const char* name, iwatt* list) {
-    if (!name) return nullptr;
-    // A name too long for the look-up buffer names no stored attribute.
-    char wanted[16384];
-    const size_t n = std::strlen(name);
-    if (n >= sizeof wanted) return nullptr;
-    // A name already in capitals, as the callers' own names are, is looked
-    // up as it stands; only one with a lower-case letter is copied.
-    const char* key = name;
-    for (size_t i = 0; i < n; ++i) {
-        if (name[i] >= 'a' && name[i] <= 'z') {
-            key = ktStrUpc(static_cast<char*>(std::memcpy(wanted, name, n + 1)));
-            break;
-        }
-    }
+namespace {
+// The attribute `key` (in capitals) of a list sorted by name: the walk
+// stops at the first name that sorts after it. A name whose first byte
+// differs is decided by that byte, which spares most calls of strcmp.
+iwatt* findSorted(const char* key, iwatt* list) {
+    const auto k0 = static_cast<unsigned char>(key[0]);
     for (iwatt* a = list; a && a->name; a = a->next) {
+        const auto a0 = static_cast<unsigned char>(a->name[0]);
+        if (a0 != k0) {
+            if (a0 > k0) return nullptr;
+            continue;
+        }
         int c = std::strcmp(a->name, key);
         if (c == 0) return a;
         if (c > 0) return nullptr;
     }
     return nullptr;
+}
+
+[[gnu::noinline]] iwatt* findFolded(const char* name, size_t n, iwatt* list) {
+    char wanted[16384];
+    std::memcpy(wanted, name, n + 1);
+    return findSorted(ktStrUpc(wanted), list);
+}
+}  // namespace
+
+iwatt* ifattatt(const char* name, iwatt* list) {
+    if (!name) return nullptr;
+    // A name already in capitals, as the callers' own names are, is looked
+    // up as it stands; only one with a lower-case letter is copied.
+    bool lower = false;
+    size_t n = 0;
+    for (; name[n]; ++n) lower |= name[n] >= 'a' && name[n] <= 'z';
+    // A name too long for the look-up buffer names no stored attribute.
+    if (n >= 16384) return nullptr;
+    return lower ? findFolded(name, n, list) : findSorted(name, list);
 }
 
 iwnet* ifnetnet(const char* name, void* object) {

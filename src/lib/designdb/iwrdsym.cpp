@@ -8,6 +8,7 @@
 #include "iwrdsym.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
@@ -40,17 +41,92 @@ constexpr int kPage = 1;      // the page of a symbol's drawing, in reports
 char* pinorder_ = nullptr;  // kLine bytes once used
 vecrec* expansion_ = nullptr;
 
+// The lines of a symbol file as ktDufsFgets gives them (at most size - 1
+// bytes, through the line feed; CR LF read as LF), taken from a buffer
+// that the stream fills a block at a time: a line costs a search and a
+// copy, not a pass of the stream's own reader.
+struct Lines {
+    FILE* stream;
+    char* buf;  // kBlock bytes
+    size_t pos = 0, end = 0;
+    bool eof = false;
+
+    static constexpr size_t kBlock = 2 * kLine;
+
+    // At least `want` bytes behind pos, or all the stream has.
+    void fill(size_t want) {
+        if (eof || end - pos >= want) return;
+        std::memmove(buf, buf + pos, end - pos);
+        end -= pos;
+        pos = 0;
+        while (!eof && end < kBlock) {
+            const size_t got = std::fread(buf + end, 1, kBlock - end, stream);
+            end += got;
+            if (got == 0) eof = true;
+        }
+    }
+
+    // The next line in `line`, and the length of its text in `*length`.
+    bool next(char* line, int size, size_t* length) {
+        const size_t most = static_cast<size_t>(size) - 1;
+        fill(most);
+        if (pos == end) return false;
+        const size_t avail = std::min(end - pos, most);
+        const char* from = buf + pos;
+        const void* feed = std::memchr(from, '\n', avail);
+        const size_t len =
+            feed ? static_cast<size_t>(static_cast<const char*>(feed) - from) + 1 : avail;
+        std::memcpy(line, from, len);
+        line[len] = '\0';
+        pos += len;
+        // As ktDufsFgets: the text ends at its first zero byte.
+        const size_t n = std::strlen(line);
+        *length = n;
+        if (n >= 2 && line[n - 2] == '\r' && line[n - 1] == '\n') {
+            line[n - 2] = '\n';
+            line[n - 1] = '\0';
+            *length = n - 1;
+        } else if (n > 0 && n == most && line[n - 1] == '\r') {
+            // The line was cut between CR and what follows it.
+            fill(1);
+            if (pos < end && buf[pos] == '\n') {
+                line[n - 1] = '\n';
+                ++pos;
+            }
+        }
+        return true;
+    }
+};
+
 // White space as the C locale has it, which the program never leaves;
 // tested inline, as it is for every byte of every line.
 constexpr bool isWhite(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// Skips `n` fields: non-white bytes, then white space, each.
+// The kind of each byte, for the walks over fields: the end of the text,
+// white space, or a byte of a field.
+enum : unsigned char { kEnd, kWhite, kField };
+constexpr auto kKinds = [] {
+    std::array<unsigned char, 256> k{};
+    for (int c = 0; c < 256; ++c)
+        k[static_cast<size_t>(c)] = c == 0 ? kEnd : isWhite(static_cast<char>(c)) ? kWhite : kField;
+    return k;
+}();
+
+unsigned char kindOf(const char* p) {
+    return kKinds[static_cast<unsigned char>(*p)];
+}
+
+// Skips `n` fields: non-white bytes, then white space, each. Fields of one
+// byte with one blank behind each, as the editor writes them, are stepped
+// over two bytes at a time.
 const char* skipFields(const char* p, int n) {
-    for (int i = 0; i < n; ++i) {
-        while (*p && !isWhite(*p)) ++p;
-        while (isWhite(*p)) ++p;
+    int i = 0;
+    for (; i < n && kindOf(p) == kField && p[1] == ' ' && kindOf(p + 2) != kWhite; ++i) p += 2;
+    for (; i < n; ++i) {
+        while (kindOf(p) == kField) ++p;
+        while (kindOf(p) == kWhite) ++p;
     }
     return p;
 }
@@ -68,9 +144,9 @@ Split split(char* text) {
     static char empty[] = "";
     Split s;
     char* p = text;
-    while (isWhite(*p)) ++p;
+    while (kindOf(p) == kWhite) ++p;
     s.name = p;
-    while (*p && !isWhite(*p) && *p != '=') ++p;
+    while (kindOf(p) == kField && *p != '=') ++p;
     char* nameEnd = p;
     // White space and one "=": a second "=" begins the value.
     while (isWhite(*p) || (*p == '=' && !s.eq)) {
@@ -162,7 +238,7 @@ void readPin(Reader& r) {
 void readLabel(Reader& r, const char* line) {
     r.state = State::None;
     const char* flag = skipFields(line, 8);
-    const char* label = skipFields(line, 9);
+    const char* label = skipFields(flag, 1);
     if (!*flag || !*label) return report(r, IWM_LABELFIELDS);
     if (!r.pin) return;
     bool negated = std::atoi(flag) != 0;
@@ -286,13 +362,13 @@ void readContinuation(Reader& r, const char* line, bool early) {
     }
 }
 
-// Reads the records behind the first line; false at an E record.
-bool readRecord(Reader& r, char* line) {
+// Reads the records behind the first line, `n` bytes long; false at an E
+// record.
+bool readRecord(Reader& r, char* line, size_t n) {
     // A line's second byte must be white space; any other line is passed over.
     if (!line[0] || !isWhite(line[1])) return true;
     char letter = line[0];
     bool early = line[2] == '\0';
-    size_t n = std::strlen(line);
     if (line[n - 1] == '\n') line[n - 1] = '\0';
     switch (letter) {
         case 'Y':
@@ -469,6 +545,7 @@ struct Held {
     FILE* stream = nullptr;
     char* line = nullptr;
     char* join = nullptr;
+    char* block = nullptr;
     void close() {
         if (obj) rdbCloseObj(obj, 0);
         if (stream) std::fclose(stream);
@@ -479,6 +556,7 @@ struct Held {
         close();
         if (line) iwqkfree(line);
         if (join) iwqkfree(join);
+        if (block) iwqkfree(block);
     }
 };
 
@@ -528,7 +606,10 @@ iwsym* iwreadsym(char* name) {
     held.stream = held.obj ? static_cast<FILE*>(rdbObjGetUserData(held.obj)) : nullptr;
     if (!held.stream) return nullptr;
     char* line = held.line;
-    if (!ktDufsFgets(line, kLine, held.stream) || (line[0] != 'V' && line[0] != 'v') ||
+    held.block = static_cast<char*>(iwqkalloc(Lines::kBlock));
+    Lines lines{held.stream, held.block};
+    size_t length = 0;
+    if (!lines.next(line, kLine, &length) || (line[0] != 'V' && line[0] != 'v') ||
         line[1] != ' ') {
         held.close();
         iwmsghndlr(IW_ERROR, IWM_NOTSYMBOL, name);
@@ -537,9 +618,9 @@ iwsym* iwreadsym(char* name) {
     Reader r{name, sym, group};
     r.line = 1;
     r.join = held.join;
-    while (ktDufsFgets(line, kLine, held.stream)) {
+    while (lines.next(line, kLine, &length)) {
         ++r.line;
-        if (!readRecord(r, line)) break;
+        if (!readRecord(r, line, length)) break;
     }
     held.close();
 

@@ -121,7 +121,9 @@ uint32_t ktSymStHash(const void* key) {
     if (!key) return 0;
     uint32_t h = 0;
     const auto* p = static_cast<const unsigned char*>(key);
-    for (uint32_t i = 0; p[i]; ++i) h += static_cast<uint32_t>(p[i]) << ((7 * i) % 16);
+    // The shift of byte i is 7 * i modulo 16, stepped rather than divided.
+    for (uint32_t shift = 0; *p; ++p, shift = (shift + 7) & 15)
+        h += static_cast<uint32_t>(*p) << shift;
     return h;
 }
 

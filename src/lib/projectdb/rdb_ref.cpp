@@ -4,8 +4,10 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kspath.h"
 #include "kssrch.h"
@@ -91,22 +93,26 @@ rdbSchema* schemaOf(const rdbMaster* m, const rdbClass* cls) {
 // that isn't a child of the class in front of it gets its parent between
 // them, or gives its parent to an element of any class in front of it.
 int completeChain(rdbiObjref* ref) {
+    // The elements are moved, not copied: a failed chain leaves the
+    // reference of no use to anyone.
     std::vector<rdbiRefElem>& in = ref->elems;
     std::vector<rdbiRefElem> out;
+    out.reserve(in.size() + 4);
     size_t i = in.size() - 1;
-    rdbiRefElem cur = in[i];
+    rdbiRefElem cur = std::move(in[i]);
     for (;;) {
         if (out.size() > kMaxElems) return rdbStatBADREF;
-        out.push_back(cur);
-        if (cur.cls == rdbClassMASTERDB) break;
-        if (i > 0 && isChild(in[i - 1].cls, cur.cls)) {
-            cur = in[--i];
+        const rdbClass* cls = cur.cls;
+        out.push_back(std::move(cur));
+        if (cls == rdbClassMASTERDB) break;
+        if (i > 0 && isChild(in[i - 1].cls, cls)) {
+            cur = std::move(in[--i]);
             continue;
         }
-        rdbClass* parent = soleParent(cur.cls);
+        rdbClass* parent = soleParent(cls);
         if (!parent) return rdbStatBADCLASS;
         if (i > 0 && in[i - 1].cls == rdbClassWILD) {
-            cur = in[--i];
+            cur = std::move(in[--i]);
             cur.cls = parent;
             continue;
         }
@@ -114,7 +120,7 @@ int completeChain(rdbiObjref* ref) {
     }
     // Elements in front of the master have no place in the chain.
     if (i != 0) return rdbStatBADREF;
-    in.assign(out.rbegin(), out.rend());
+    in.assign(std::make_move_iterator(out.rbegin()), std::make_move_iterator(out.rend()));
     return rdbStatOK;
 }
 

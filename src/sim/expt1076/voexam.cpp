@@ -125,6 +125,12 @@ const char* behind(const char* name, size_t count) {
     return name && std::strlen(name) >= count ? name + count : "";
 }
 
+// The first letter of an attribute's name in capitals; 0 for no name.
+char leadOf(const iwatt* a) {
+    const char c = a->name ? a->name[0] : '\0';
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
 bool named(const iwatt* a, int reserved) {
     return ktStrIcmp(a->name, ReservATTRIBUTE[reserved]) == 0;
 }
@@ -310,7 +316,9 @@ void voattpins(vogroup* g) {
     for (const iwspin* pin = symbol ? symbol->pins : nullptr; pin; pin = pin->next) {
         bool typed = false;
         for (const iwatt* a = pin->attributes; a; a = a->next) {
-            if (ktStrIcmp(a->name, "PINTYPE") == 0 || named(a, VORES_PORT_MODE)) {
+            const char lead = leadOf(a);
+            if ((lead == 'P' && ktStrIcmp(a->name, "PINTYPE") == 0) ||
+                (lead == 'V' && named(a, VORES_PORT_MODE))) {
                 typed = true;
                 learnPinType(a);
             } else if (!voattfilter(const_cast<iwatt*>(a))) {
@@ -322,15 +330,29 @@ void voattpins(vogroup* g) {
 }
 
 int voattfilter(iwatt* a) {
-    return isAnyOf(
-               a, {"PINTYPE", ReservATTRIBUTE[VORES_TYPE], ReservATTRIBUTE[VORES_CVF_OUT],
-                   ReservATTRIBUTE[VORES_CVF_IN], ReservATTRIBUTE[VORES_BRF],
-                   ReservATTRIBUTE[VORES_DEFAULT], ReservATTRIBUTE[VORES_PORT_MODE], "FLOATVAL"}) ||
-           prefixed(a, VORES_COM, 9) || prefixed(a, VORES_PPR, 9);
+    // A name can only be one whose first letter it has.
+    switch (leadOf(a)) {
+        case 'P':
+            return ktStrIcmp(a->name, "PINTYPE") == 0;
+        case 'F':
+            return ktStrIcmp(a->name, "FLOATVAL") == 0;
+        case 'V':
+            return isAnyOf(a, {ReservATTRIBUTE[VORES_TYPE], ReservATTRIBUTE[VORES_CVF_OUT],
+                               ReservATTRIBUTE[VORES_CVF_IN], ReservATTRIBUTE[VORES_BRF],
+                               ReservATTRIBUTE[VORES_DEFAULT], ReservATTRIBUTE[VORES_PORT_MODE]}) ||
+                   prefixed(a, VORES_COM, 9) || prefixed(a, VORES_PPR, 9);
+        default:
+            return 0;
+    }
 }
 
 void vosymattrs(vogroup* g, iwatt* list) {
     for (iwatt* a = list; a; a = a->next) {
+        // Every reserved name begins with V: any other is a generic at once.
+        if (leadOf(a) != 'V') {
+            voAddGeneric(g, a->name, a);
+            continue;
+        }
         // Nine characters: any name that begins with VHDL_CONF is skipped,
         // any that begins with VHDL_IMPO is an import.
         if (prefixed(a, VORES_CONFIGURATION, 9)) continue;

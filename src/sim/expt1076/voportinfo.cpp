@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "entgen_msg.h"
 #include "iwobj.h"
@@ -36,6 +37,10 @@ int vogenid = 0;
 
 namespace {
 constexpr const char* kTag = "vgstruct";
+
+char upperOf(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
 
 const char* pinName(const iwspin* pin) {
     return pin && pin->name ? pin->name : "";
@@ -57,11 +62,9 @@ struct Hung {
 Hung* hung_ = nullptr;
 uint32_t hungCount_ = 0, hungRoom_ = 0;
 
-// A port's texts are few and short; each in a block of its own cost the
-// heap more in headers and rounding than the texts hold, for every pin of
-// every symbol of a run. So voGetPortInfo moves a finished record and its
-// texts into one block. The bytes of texts behind such a record, for each
-// entry of hung_; 0 for a record of the usual kind. A text changed later
+// voGetPortInfo makes a record and its texts in one block. The bytes of
+// texts behind such a record, for each entry of hung_; 0 for a record of
+// the usual kind. A text changed later
 // is a copy of its own again, and goes as such.
 uint32_t* packed_ = nullptr;
 
@@ -80,70 +83,116 @@ void dropTexts(uint32_t i) {
             dropText(*s);
 }
 
-// Moves the newest record, `r`, and its texts into one block, which takes
-// its place; the copies go.
-voPort* pack(voPort* r) {
-    if (hungCount_ == 0 || hung_[hungCount_ - 1].port != r) return r;
-    char** from[] = {&r->type, &r->range, &r->name, &r->value, &r->mode, &r->brf};
-    size_t bytes = 0;
-    for (char** s : from)
-        if (*s) bytes += std::strlen(*s) + 1;
-    if (bytes == 0 || bytes > UINT32_MAX) return r;
-    auto* p = static_cast<voPort*>(ktMemCalloc(1, sizeof(voPort) + bytes, kTag));
-    char** to[] = {&p->type, &p->range, &p->name, &p->value, &p->mode, &p->brf};
-    char* at = reinterpret_cast<char*>(p + 1);
-    for (size_t k = 0; k < sizeof from / sizeof *from; ++k) {
-        if (!*from[k]) continue;
-        const size_t n = std::strlen(*from[k]) + 1;
-        std::memcpy(at, *from[k], n);
-        *to[k] = at;
-        at += n;
-        dropText(*from[k]);
-    }
-    ktMemFree(r);
-    hung_[hungCount_ - 1].port = p;
-    packed_[hungCount_ - 1] = static_cast<uint32_t>(bytes);
-    return p;
-}
-
 // ---- the index of one symbol's pins --------------------------------------------
+
+// A table of names folded to capitals (as far as a translation buffer
+// holds them), open addressed, kept from symbol to symbol so that a new
+// symbol costs no allocation once the largest one has been seen.
+class FoldedTable {
+public:
+    struct Slot {
+        uint32_t hash = 0;
+        uint32_t at = 0;   // the key's offset in keys_
+        uint32_t len = 0;  // 0: a free slot (a key of no characters is stored as 1 byte)
+        const iwspin* first = nullptr;
+        const iwspin* second = nullptr;
+        intptr_t count = 0;
+    };
+
+    void clear(size_t expected) {
+        size_t n = 16;
+        while (n < 2 * expected + 2) n *= 2;
+        slots_.assign(n, Slot{});
+        keys_.clear();
+        used_ = 0;
+    }
+
+    // The slot of `name`, or null; with `add`, made when missing. A slot
+    // stays where it is until the table grows.
+    Slot* find(const char* name, bool add) {
+        char key[VOTR_BUFSIZE];
+        size_t n = 0;
+        uint32_t h = 2166136261u;
+        for (const char* p = name ? name : ""; *p && n < VOTR_BUFSIZE - 1; ++p, ++n) {
+            key[n] = upperOf(*p);
+            h = (h ^ static_cast<unsigned char>(key[n])) * 16777619u;
+        }
+        key[n] = '\0';
+        const uint32_t len = static_cast<uint32_t>(n) + 1;  // the terminator counts
+        const size_t mask = slots_.size() - 1;
+        for (size_t i = h & mask;; i = (i + 1) & mask) {
+            Slot& s = slots_[i];
+            if (s.len == 0) {
+                if (!add) return nullptr;
+                if (2 * (used_ + 1) > slots_.size()) {
+                    grow();
+                    return find(name, add);
+                }
+                s.hash = h;
+                s.at = static_cast<uint32_t>(keys_.size());
+                s.len = len;
+                keys_.append(key, len);
+                ++used_;
+                return &s;
+            }
+            if (s.hash == h && s.len == len && std::memcmp(keys_.data() + s.at, key, len) == 0)
+                return &s;
+        }
+    }
+
+    Slot& at(size_t i) { return slots_[i]; }
+    size_t indexOf(const Slot* s) const { return static_cast<size_t>(s - slots_.data()); }
+    size_t grown = 0;  // how often the table grew
+
+private:
+    void grow() {
+        ++grown;
+        std::vector<Slot> old;
+        old.swap(slots_);
+        slots_.assign(old.size() * 2, Slot{});
+        const size_t mask = slots_.size() - 1;
+        for (const Slot& s : old) {
+            if (s.len == 0) continue;
+            size_t i = s.hash & mask;
+            while (slots_[i].len != 0) i = (i + 1) & mask;
+            slots_[i] = s;
+        }
+    }
+
+    std::vector<Slot> slots_;
+    std::string keys_;
+    size_t used_ = 0;
+};
 
 struct PinIndex {
     const iwsym* symbol = nullptr;
     const iwspin* first = nullptr;  // the symbol's pin list when it was built
     int pincount = 0;
-    ktSym* firstByBase = nullptr;   // upper-case base name -> first pin of it
-    ktSym* secondByBase = nullptr;  // -> second pin of it
-    ktSym* names = nullptr;         // upper-case port name -> pins that have it
+    FoldedTable bases;  // translated base name -> first and second pin of it
+    FoldedTable names;  // port name -> how many pins have it
+    // Each pin's translated base name, in list order, as the index found it;
+    // `next` is the entry the walk over the pins comes to next.
+    std::vector<const iwspin*> pins;
+    std::vector<uint32_t> baseAt;
+    std::vector<size_t> baseSlot;  // the slot of each pin's base name in `bases`
+    std::string baseTexts;
+    size_t next = 0;
+    uint32_t generation = 0;  // votrgeneration when the index was built
 };
 
 PinIndex index_;
 
 void dropIndex() {
-    for (ktSym* t : {index_.firstByBase, index_.secondByBase, index_.names})
-        if (t) ktSymDestroy(t, [](void*) {});
-    index_ = PinIndex{};
-}
-
-ktSym* newTable() {
-    ktSym* t = ktSymCreate(64, ktSymStHash, ktStrEqu, ktSymStCpy, ktSymStFree);
-    ktSymDynamic(t, 2.0, 2.0);
-    return t;
-}
-
-// The key of a name: its upper-case form, since names compare without
-// regard to case.
-const char* keyOf(const char* name, char* key) {
-    if (name != key) voCopyName(key, name ? name : "", VOTR_BUFSIZE);
-    return ktStrUpc(key);
+    index_.symbol = nullptr;
+    index_.first = nullptr;
+    index_.pincount = 0;
+    index_.pins.clear();
+    index_.next = 0;
 }
 
 void countName(const char* name, intptr_t by) {
     if (!name) return;
-    char key[VOTR_BUFSIZE];
-    keyOf(name, key);
-    auto n = reinterpret_cast<intptr_t>(ktSymFetch(index_.names, key)) + by;
-    ktSymStore(index_.names, key, reinterpret_cast<void*>(n));
+    index_.names.find(name, true)->count += by;
 }
 
 void buildIndex(const iwsym* symbol) {
@@ -151,40 +200,80 @@ void buildIndex(const iwsym* symbol) {
     index_.symbol = symbol;
     index_.first = symbol->pins;
     index_.pincount = symbol->pincount;
-    index_.firstByBase = newTable();
-    index_.secondByBase = newTable();
-    index_.names = newTable();
+    const size_t expected = symbol->pincount > 0 ? static_cast<size_t>(symbol->pincount) : 0;
+    index_.bases.clear(expected);
+    index_.names.clear(expected);
+    index_.baseAt.clear();
+    index_.baseSlot.clear();
+    index_.baseTexts.clear();
+    const size_t grown = index_.bases.grown;
     for (const iwspin* p = symbol->pins; p; p = p->next) {
         char base[VOTR_BUFSIZE];
-        keyOf(voGetScrivetName(pinName(p), base), base);
-        if (!ktSymFetch(index_.firstByBase, base))
-            ktSymStore(index_.firstByBase, base, const_cast<iwspin*>(p));
-        else if (!ktSymFetch(index_.secondByBase, base))
-            ktSymStore(index_.secondByBase, base, const_cast<iwspin*>(p));
+        voGetScrivetName(pinName(p), base);
+        // Kept for the pin's turn: what the translation gives from then on.
+        char again[VOTR_BUFSIZE];
+        voCopyName(again, votrstored(), sizeof again);
+        index_.pins.push_back(p);
+        index_.baseAt.push_back(static_cast<uint32_t>(index_.baseTexts.size()));
+        index_.baseTexts.append(again, std::strlen(again) + 1);
+        FoldedTable::Slot* s = index_.bases.find(base, true);
+        index_.baseSlot.push_back(index_.bases.indexOf(s));
+        if (!s->first)
+            s->first = p;
+        else if (!s->second)
+            s->second = p;
         if (const voPort* r = voPinPort(p)) countName(r->name, 1);
     }
+    // A table that grew has moved its slots.
+    if (index_.bases.grown != grown)
+        for (size_t i = 0; i < index_.pins.size(); ++i)
+            index_.baseSlot[i] = index_.bases.indexOf(
+                index_.bases.find(index_.baseTexts.data() + index_.baseAt[i], false));
+    index_.generation = votrgeneration;
 }
 
-// The index of `symbol`, made anew when the walk over its pins starts at
-// the first pin or when the symbol is not the one indexed.
-void indexFor(const iwsym* symbol, const iwspin* pin) {
-    if (symbol != index_.symbol || pin == symbol->pins || symbol->pins != index_.first ||
-        symbol->pincount != index_.pincount)
+// Whether the index must be made anew for `pin` of `symbol`: when the walk
+// over its pins starts at the first pin or when the symbol is not the one
+// indexed.
+bool staleFor(const iwsym* symbol, const iwspin* pin) {
+    return symbol != index_.symbol || pin == symbol->pins || symbol->pins != index_.first ||
+           symbol->pincount != index_.pincount || index_.generation != votrgeneration;
+}
+
+// The translated base name of `pin` in `out`, and its slot in the table
+// of base names or null. The pin's name is translated first, then the
+// index made when it must be; a pin the walk comes to in the index's order
+// takes the index's translation, which is what translating again gives.
+const FoldedTable::Slot* baseOf(const iwsym* symbol, const iwspin* pin, char* out) {
+    if (staleFor(symbol, pin)) {
+        voGetScrivetName(pinName(pin), out);
         buildIndex(symbol);
+        if (index_.pins.empty() || index_.pins[0] != pin) return nullptr;
+        index_.next = 1;
+        return &index_.bases.at(index_.baseSlot[0]);
+    }
+    if (index_.next < index_.pins.size() && index_.pins[index_.next] == pin) {
+        const size_t i = index_.next++;
+        const char* text = index_.baseTexts.data() + index_.baseAt[i];
+        std::memcpy(out, text, std::strlen(text) + 1);
+        return &index_.bases.at(index_.baseSlot[i]);
+    }
+    voGetScrivetName(pinName(pin), out);
+    return nullptr;
 }
 
-// The first pin other than `pin`, in list order, of the base name `base`.
-const iwspin* otherOfBase(const iwspin* pin, const char* base) {
-    char key[VOTR_BUFSIZE];
-    keyOf(base, key);
-    auto* q = static_cast<const iwspin*>(ktSymFetch(index_.firstByBase, key));
-    return q != pin ? q : static_cast<const iwspin*>(ktSymFetch(index_.secondByBase, key));
+// The first pin other than `pin`, in list order, of the base name `base`,
+// whose slot `s` may already be known.
+const iwspin* otherOfBase(const iwspin* pin, const char* base, const FoldedTable::Slot* s) {
+    if (!s) s = index_.bases.find(base, false);
+    if (!s) return nullptr;
+    return s->first != pin ? s->first : s->second;
 }
 
 // Whether a pin other than `pin` has a port called `name`.
 bool nameTaken(const iwspin* pin, const char* name) {
-    char key[VOTR_BUFSIZE];
-    auto n = reinterpret_cast<intptr_t>(ktSymFetch(index_.names, keyOf(name, key)));
+    const FoldedTable::Slot* s = index_.names.find(name, false);
+    intptr_t n = s ? s->count : 0;
     if (const voPort* own = voPinPort(pin); own && own->name && ktStrIcmp(own->name, name) == 0)
         --n;
     return n > 0;
@@ -273,35 +362,37 @@ void voPortFreeAll() {
     dropIndex();
 }
 
-void voGetPortInfo(iwsym* symbol, iwspin* pin, vogroup*) {
-    if (!pin) return;
-    voPort* r = voPortBlock();
-    const char* mode = voport_dir_string(voport_dir(pin));
-    // A pin of no known type is an input; the unknown word never reaches the model.
-    r->mode = vostcpy(std::strcmp(mode, "UnKnownPORT") == 0 ? "IN" : mode);
-    const iwatt* d = vodefaultatt(symbol, pin);
-    voGetPortName(symbol, pin, &r->name);
-
-    char type[VO_BUFSIZE];
-    voGetPortType(pin, type);
-    if (!*type) voCopyName(type, typeFor(votr(pinName(pin))), sizeof type);
-    r->type = vostcpy(type);
-
-    voGetPortRange(pinName(pin), &r->range);
-    voGetPortBRF(pin, &r->brf);
-    if (d) r->value = vostcpy(voeval(d->value, r->type));
-
-    r = pack(r);
-    if (symbol && index_.symbol == symbol) {
-        if (const voPort* old = voPinPort(pin)) countName(old->name, -1);
-        countName(r->name, 1);
-    }
-    voHangPort(pin, r);
+namespace {
+// strcmp of an attribute's name and a key, the first bytes compared in line.
+int compareName(const char* name, const char* key) {
+    const auto a = static_cast<unsigned char>(name[0]), b = static_cast<unsigned char>(key[0]);
+    if (a != b) return a < b ? -1 : 1;
+    return std::strcmp(name, key);
 }
 
-int voport_dir(iwspin* pin) {
-    const iwatt* a = ifattatt("PINTYPE", pin ? pin->attributes : nullptr);
-    if (!a) a = ifattatt("VHDL_PORT_MODE", pin ? pin->attributes : nullptr);
+// Several attributes of a list sorted by name, in one walk: `keys` are in
+// capitals and in rising order, and out[k] is what ifattatt(keys[k], list)
+// gives, the first attribute of that name unless a name that sorts after
+// it stands in front.
+template <size_t N>
+void findEach(iwatt* list, const char* const (&keys)[N], iwatt* (&out)[N]) {
+    size_t k = 0;
+    for (iwatt*& o : out) o = nullptr;
+    for (iwatt* a = list; a && a->name && k < N; a = a->next) {
+        while (k < N) {
+            const int c = compareName(a->name, keys[k]);
+            if (c < 0) break;
+            if (c == 0) {
+                out[k++] = a;
+                break;
+            }
+            ++k;
+        }
+    }
+}
+
+// The direction code of a pin whose type attribute is `a` (null: none).
+int portDir(iwspin* pin, const iwatt* a) {
     if (!a) return VOPORT_UNKNOWN;
     if (const vopint* e = vofind_pintype(a->value)) return e->dir;
     if (vo->cmdl && vo->cmdl->warnpintype) {
@@ -312,6 +403,126 @@ int voport_dir(iwspin* pin) {
     // Learned: later pins of this type, in this symbol and the next, are INOUT.
     if (vo->ini) voaddpintype(a->value, VOPORT_INOUT, &vo->ini->autopins);
     return VOPORT_UNKNOWN;
+}
+
+// The range of a port from the translation of its pin's name: the text
+// from the first "(" on, with a direction; empty for a scalar port (false).
+bool rangeFrom(const char* translated, std::string* out) {
+    const char* open = std::strchr(translated, '(');
+    if (!open) return false;
+    // A blank means a direction is there already: (3 downto 0).
+    if (std::strchr(open, ' ')) {
+        out->assign(open);
+        return true;
+    }
+    // A single index names a range of one: (3) gives (3 to 3). A subscript
+    // left open counts as closed at the end of the name.
+    const char* close = std::strchr(open, ')');
+    std::string index(open + 1, close ? close : open + std::strlen(open));
+    *out = "(" + index + " to " + index + ")" + (close ? close + 1 : "");
+    return true;
+}
+
+// The port name of `pin` in `out`.
+void portName(iwsym* symbol, iwspin* pin, std::string* out) {
+    char base[VOTR_BUFSIZE];
+    const iwspin* q = nullptr;
+    if (symbol && pin) {
+        q = otherOfBase(pin, base, baseOf(symbol, pin, base));
+    } else {
+        voGetScrivetName(pinName(pin), base);
+    }
+    if (!q) {
+        out->assign(base);
+        return;
+    }
+    std::string label = labelOf(pinName(pin));
+    if (nameTaken(pin, label.c_str())) label += "_" + std::to_string(vogenid++);
+    vorangecheck(pinName(pin), pinName(q), const_cast<iwspin*>(q), symbol);
+    *out = std::move(label);
+}
+
+// A finished record: the record and its texts in one block, hung in the
+// table as the newest entry. A port's texts are few and short; each in a
+// block of its own would cost the heap more in headers and rounding than
+// the texts hold, for every pin of every symbol of a run.
+voPort* packedPort(const char* const (&texts)[6]) {
+    size_t bytes = 0;
+    for (const char* t : texts)
+        if (t) bytes += std::strlen(t) + 1;
+    auto* p = static_cast<voPort*>(ktMemCalloc(1, sizeof(voPort) + bytes, kTag));
+    char** to[] = {&p->type, &p->range, &p->name, &p->value, &p->mode, &p->brf};
+    char* at = reinterpret_cast<char*>(p + 1);
+    for (size_t k = 0; k < 6; ++k) {
+        if (!texts[k]) continue;
+        const size_t n = std::strlen(texts[k]) + 1;
+        std::memcpy(at, texts[k], n);
+        *to[k] = at;
+        at += n;
+    }
+    if (hungCount_ == hungRoom_) {
+        hungRoom_ = hungRoom_ ? hungRoom_ * 2 : 64;
+        hung_ = static_cast<Hung*>(ktMemRealloc(hung_, hungRoom_ * sizeof(Hung), kTag));
+        packed_ =
+            static_cast<uint32_t*>(ktMemRealloc(packed_, hungRoom_ * sizeof(uint32_t), kTag));
+    }
+    packed_[hungCount_] = static_cast<uint32_t>(bytes);
+    hung_[hungCount_++] = Hung{p, nullptr};
+    return p;
+}
+}  // namespace
+
+void voGetPortInfo(iwsym* symbol, iwspin* pin, vogroup*) {
+    if (!pin) return;
+    // The pin's attributes that make its port, found in one walk.
+    static constexpr const char* kKeys[] = {"FLOATVAL",     "PINTYPE",        "VHDL_BRF",
+                                            "VHDL_DEFAULT", "VHDL_PORT_MODE", "VHDL_TYPE"};
+    iwatt* found[6];
+    findEach(pin->attributes, kKeys, found);
+    const char* mode = voport_dir_string(portDir(pin, found[1] ? found[1] : found[4]));
+    // A pin of no known type is an input; the unknown word never reaches the model.
+    if (std::strcmp(mode, "UnKnownPORT") == 0) mode = "IN";
+    // The default: the pin's own, else the symbol's.
+    const iwatt* d = found[0] ? found[0] : found[3];
+    if (!d && symbol) {
+        static constexpr const char* kDefaults[] = {"FLOATVAL", "VHDL_DEFAULT"};
+        iwatt* fallback[2];
+        findEach(symbol->attributes, kDefaults, fallback);
+        d = fallback[0] ? fallback[0] : fallback[1];
+    }
+    std::string name;
+    portName(symbol, pin, &name);
+
+    char type[VO_BUFSIZE];
+    voCopyName(type, found[5] && found[5]->value ? found[5]->value : "", sizeof type);
+    // The pin's name is translated once for its type and its range; the
+    // range reads the translation as a call for the range would give it,
+    // which after the call for the type is the stored one.
+    char translated[VOTR_BUFSIZE];
+    voCopyName(translated, votr(pinName(pin)), sizeof translated);
+    if (!*type) {
+        voCopyName(type, typeFor(translated), sizeof type);
+        voCopyName(translated, votrstored(), sizeof translated);
+    }
+
+    std::string range;
+    const bool ranged = rangeFrom(translated, &range);
+    const iwatt* brf = found[2];
+    const char* value = d ? voeval(d->value, type) : nullptr;
+
+    voPort* r = packedPort({type, ranged ? range.c_str() : nullptr, name.c_str(), value, mode,
+                            brf ? (brf->value ? brf->value : "") : nullptr});
+    if (symbol && index_.symbol == symbol) {
+        if (const voPort* old = voPinPort(pin)) countName(old->name, -1);
+        countName(r->name, 1);
+    }
+    voHangPort(pin, r);
+}
+
+int voport_dir(iwspin* pin) {
+    const iwatt* a = ifattatt("PINTYPE", pin ? pin->attributes : nullptr);
+    if (!a) a = ifattatt("VHDL_PORT_MODE", pin ? pin->attributes : nullptr);
+    return portDir(pin, a);
 }
 
 namespace {
@@ -333,9 +544,11 @@ const char* voport_dir_string(int code) {
 
 vopint* vofind_pintype(const char* name) {
     if (!name || !vo || !vo->ini) return nullptr;
+    // A type of another first letter is passed over at once.
+    const char lead = upperOf(name[0]);
     for (vopint* list : {vo->ini->pintypes, vo->ini->autopins})
         for (vopint* p = list; p; p = p->next)
-            if (p->name && ktStrIcmp(p->name, name) == 0) return p;
+            if (p->name && upperOf(p->name[0]) == lead && ktStrIcmp(p->name, name) == 0) return p;
     return nullptr;
 }
 
@@ -352,41 +565,14 @@ void voaddpintype(const char* name, int dir, vopint** list) {
 }
 
 void voGetPortName(iwsym* symbol, iwspin* pin, char** out) {
-    char base[VOTR_BUFSIZE];
-    voGetScrivetName(pinName(pin), base);
-    const iwspin* q = nullptr;
-    if (symbol && pin) {
-        indexFor(symbol, pin);
-        q = otherOfBase(pin, base);
-    }
-    if (!q) {
-        *out = vostcpy(base);
-        return;
-    }
-    std::string label = labelOf(pinName(pin));
-    if (nameTaken(pin, label.c_str())) label += "_" + std::to_string(vogenid++);
-    vorangecheck(pinName(pin), pinName(q), const_cast<iwspin*>(q), symbol);
-    *out = vostcpy(label.c_str());
+    std::string name;
+    portName(symbol, pin, &name);
+    *out = vostcpy(name.c_str());
 }
 
 void voGetPortRange(const char* name, char** out) {
-    const char* t = votr(name);
-    const char* open = std::strchr(t, '(');
-    if (!open) {
-        *out = nullptr;
-        return;
-    }
-    // A blank means a direction is there already: (3 downto 0).
-    if (std::strchr(open, ' ')) {
-        *out = vostcpy(open);
-        return;
-    }
-    // A single index names a range of one: (3) gives (3 to 3). A subscript
-    // left open counts as closed at the end of the name.
-    const char* close = std::strchr(open, ')');
-    std::string index(open + 1, close ? close : open + std::strlen(open));
-    std::string range = "(" + index + " to " + index + ")" + (close ? close + 1 : "");
-    *out = vostcpy(range.c_str());
+    std::string range;
+    *out = rangeFrom(votr(name), &range) ? vostcpy(range.c_str()) : nullptr;
 }
 
 void voGetPortType(iwspin* pin, char* out) {

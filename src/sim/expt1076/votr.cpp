@@ -31,6 +31,7 @@
 
 votrname** trtable = nullptr;
 int32_t trlongest = 0;
+uint32_t votrgeneration = 0;
 
 namespace {
 constexpr const char* kTag = "votr";
@@ -226,11 +227,55 @@ bool legal(const char* text) {
 
 // The stored names by their exact text, keyed by the entries' own copies.
 // The table's fixed chains give the order of the identifier list; they grow
-// long in a large library, so a look-up goes through a table that grows.
-ktSym* names_ = nullptr;
+// long in a large library, so a look-up goes through an open table that
+// grows, each slot with the hash of its name: most names a run meets are
+// known, and a look-up then costs one pass over the name and one compare.
+struct NameSlot {
+    uint32_t hash;
+    votrname* entry;  // null: a free slot
+};
+NameSlot* names_ = nullptr;
+size_t nameSlots_ = 0, nameCount_ = 0;
+
+uint32_t nameHash(const char* name) {
+    uint32_t h = 2166136261u;
+    for (const char* p = name; *p; ++p) h = (h ^ static_cast<unsigned char>(*p)) * 16777619u;
+    return h;
+}
+
+// The slot of `name`: its own, or the free one where it would go.
+NameSlot* slotFor(const char* name, uint32_t h) {
+    const size_t mask = nameSlots_ - 1;
+    for (size_t i = h & mask;; i = (i + 1) & mask) {
+        NameSlot& s = names_[i];
+        if (!s.entry || (s.hash == h && std::strcmp(s.entry->name, name) == 0)) return &s;
+    }
+}
 
 votrname* lookUp(const char* name) {
-    return names_ ? static_cast<votrname*>(ktSymFetch(names_, name)) : nullptr;
+    return names_ ? slotFor(name, nameHash(name))->entry : nullptr;
+}
+
+void remember(votrname* e) {
+    if (2 * (nameCount_ + 1) > nameSlots_) {
+        NameSlot* old = names_;
+        const size_t oldSlots = nameSlots_;
+        nameSlots_ = nameSlots_ ? 2 * nameSlots_ : 1024;
+        names_ = static_cast<NameSlot*>(ktMemCalloc(nameSlots_, sizeof(NameSlot), kTag));
+        for (size_t i = 0; i < oldSlots; ++i)
+            if (old[i].entry) *slotFor(old[i].entry->name, old[i].hash) = old[i];
+        if (old) ktMemFree(old);
+    }
+    const uint32_t h = nameHash(e->name);
+    NameSlot* s = slotFor(e->name, h);
+    if (!s->entry) ++nameCount_;
+    *s = NameSlot{h, e};
+}
+
+void forgetNames() {
+    if (names_) ktMemFree(names_);
+    names_ = nullptr;
+    nameSlots_ = nameCount_ = 0;
 }
 
 // ---- The collision index ---------------------------------------------------
@@ -350,20 +395,20 @@ void releaseIndex() {
 }
 
 // Step 8 of votr: the name and its translation go into the table.
+// The entry of the name of the last votr.
+const votrname* last_ = nullptr;
+
 void store(const char* name) {
     if (!trtable)
         trtable = static_cast<votrname**>(ktMemCalloc(VOTR_BUCKETS, sizeof(votrname*), kTag));
     auto* e = static_cast<votrname*>(ktMemMalloc(sizeof(votrname), kTag));
     e->name = ktStrCpy(name);
     e->vhdlname = ktStrIcmp(trbuf, name) == 0 ? e->name : ktStrCpy(trbuf);
+    last_ = e;
     const uint32_t bucket = bucketOf(name);
     e->next = trtable[bucket];
     trtable[bucket] = e;
-    if (!names_) {
-        names_ = ktSymCreate(VOTR_BUCKETS, ktSymStHash, ktStrEqu, ktSymReturn, ktSymDummy);
-        ktSymDynamic(names_, 2.0, 2.0);
-    }
-    ktSymStore(names_, e->name, e);
+    remember(e);
     notes_.push(Note{e, bucket, nullptr, false, false});
     const size_t len = std::strlen(name);
     if (len > static_cast<size_t>(trlongest)) trlongest = static_cast<int32_t>(len);
@@ -389,9 +434,10 @@ void votrsetup() {
 }
 
 void votrfree() {
+    ++votrgeneration;
+    last_ = nullptr;
     releaseIndex();
-    if (names_) ktSymDestroy(names_, [](void*) {});
-    names_ = nullptr;
+    forgetNames();
     if (trtable) {
         for (int b = 0; b < VOTR_BUCKETS; ++b) {
             while (votrname* e = trtable[b]) {
@@ -416,6 +462,7 @@ char* votr(const char* name) {
         name = std::strcpy(own, name);
     // A name seen before gives its translation again, and no warning.
     if (const votrname* known = lookUp(name)) {
+        last_ = known;
         voCopyName(trbuf, known->vhdlname, sizeof trbuf);
         return trbuf;
     }
@@ -446,6 +493,10 @@ char* votr(const char* name) {
 
     store(name);
     return trbuf;
+}
+
+const char* votrstored() {
+    return last_ ? last_->vhdlname : "";
 }
 
 char* voGetScrivetName(const char* name, char* out) {

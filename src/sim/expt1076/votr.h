@@ -39,6 +39,10 @@ extern votrname** trtable;
 // Length of the longest name stored; the width of the identifier list.
 extern int32_t trlongest;
 
+// Counts the releases of the table of names: a translation remembered
+// from before a release may no longer be the one votr gives.
+extern uint32_t votrgeneration;
+
 // Builds the character table and enters the reserved words; any table of
 // an earlier run is released first.
 void votrsetup();
@@ -47,6 +51,10 @@ void votrfree();
 // The translation of `name`, in a static buffer valid until the next call:
 // copy it or use it at once.
 char* votr(const char* name);
+// The translation that votr gives again for the name of its last call.
+// The first call for a name can give a text that differs from it in case
+// only: a translation equal to the name but for case is stored as the name.
+const char* votrstored();
 // The translation of the part of `name` in front of its first "[", copied
 // to `out`, which holds VOTR_BUFSIZE characters. Returns `out`.
 char* voGetScrivetName(const char* name, char* out);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -155,6 +156,26 @@ P A2:
 P B:
 P ~A:
 )");
+}
+
+// The file is read a block at a time: lines that cross the end of a block,
+// CR LF line ends (one cut between CR and LF by the line limit) and a line
+// longer than the limit count and read as a line at a time would.
+TEST_F(SymbolFile, LinesCountTheSameWhereverTheyFallInTheFile) {
+    std::string filler;
+    while (filler.size() < 70000) filler += "b 0 0 40 320 a graphic line\r\n";
+    const size_t fillerLines = static_cast<size_t>(std::count(filler.begin(), filler.end(), '\n'));
+    std::string crlf;
+    for (char c : pin("A", "PINTYPE=IN") + "E\n")
+        crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
+    symbol("s.1", "V 5\r\n"
+                  "T " + std::string(16380, 'x') + "\r\n" +  // 16383 bytes up to its CR
+                  "T " + std::string(20000, 'y') + "\n" +    // two lines
+                  filler + "L 1 0 0 8 0 1 0 1\r\n" + crlf);
+    EXPECT_EQ(readDump("cells:s.1"), "type -1, 1 pins\nP A: PINTYPE=IN\n");
+    EXPECT_EQ(messages(), "larkmoor: Error 297:  Line " + std::to_string(5 + fillerLines) +
+                              " of symbol CELLS:S, page 1: the pin label record lacks its "
+                              "negation flag or its label; it is skipped.\n");
 }
 
 TEST_F(SymbolFile, RecordsThatLackFieldsAreSkippedWithTheirLine) {

@@ -183,6 +183,31 @@ TEST_F(Ports, PinsOfOneBaseNameTakeTheirLabelsAndOverlapsAreReported) {
               "D_1_0 IN bit; D IN bit; D_1_0_0 IN bit_vector(1 downto 0)");
 }
 
+// The index of a symbol's pins is sized by its pin count: a count below
+// the pins in the list makes it grow on the way, and the names come out as
+// they do with the right count.
+TEST_F(Ports, PinsOfOneBaseNameWhateverTheCountSays) {
+    std::vector<std::string> pins;
+    for (int i = 0; i < 12; ++i)
+        for (const char* bit : {"[0]", "[1]"}) pins.push_back("P" + std::to_string(i) + bit);
+    vogroup* g = examine(pins, {});
+    ASSERT_NE(g, nullptr);
+    iwsym* s = g->grp->symbols;
+    auto names = [s] {
+        std::string out;
+        for (const iwspin* p = s->pins; p; p = p->next)
+            out += std::string(voPinPort(p)->name) + " ";
+        return out;
+    };
+    const std::string right = names();
+    EXPECT_EQ(right.substr(0, 24), "P0_0 P0_1 P10_0 P10_1 P1");
+    const int16_t count = s->pincount;
+    s->pincount = 1;
+    for (iwspin* p = s->pins; p; p = p->next) voGetPortInfo(s, p, nullptr);
+    s->pincount = count;
+    EXPECT_EQ(names(), right);
+}
+
 TEST_F(Ports, DefaultsFromThePinBeforeTheSymbolAndExpandedBusesAsScalars) {
     EXPECT_EQ(examined({"A;FLOATVAL=1;VHDL_DEFAULT=0", "B;VHDL_DEFAULT=0", "C",
                         "D[1:0];VHDL_TYPE=INTEGER", "E;VHDL_BRF=WIRED_OR;FLOATVAL="},
