@@ -129,31 +129,29 @@ struct Pass {
         return nullptr;
     }
 
-    // The literal words of a form, their values or-ed together.
-    template <size_t N>
-    uint32_t words(bnfObject* form, const Word (&table)[N]) {
+    // The values of the literal words of a form that the table knows, one
+    // after the other into `add`.
+    template <size_t N, typename Add>
+    uint32_t combine(bnfObject* form, const Word (&table)[N], Add add) {
         uint32_t value = 0;
         int keyword = 0;
         for (bnfObject* o = bnfGetFirstLitval(p, form, &keyword); o;
              o = bnfGetNextLitval(p, o, &keyword)) {
             const char* word = bnfKeywordName(p, keyword);
             for (const Word& w : table)
-                if (ktStrIcmp(w.text, word) == 0) value |= w.value;
+                if (ktStrIcmp(w.text, word) == 0) value = add(value, w.value);
         }
         return value;
+    }
+    // The literal words of a form, their values or-ed together.
+    template <size_t N>
+    uint32_t words(bnfObject* form, const Word (&table)[N]) {
+        return combine(form, table, [](uint32_t a, uint32_t b) { return a | b; });
     }
     // The literal words of a form, added up.
     template <size_t N>
     uint32_t sum(bnfObject* form, const Word (&table)[N]) {
-        uint32_t value = 0;
-        int keyword = 0;
-        for (bnfObject* o = bnfGetFirstLitval(p, form, &keyword); o;
-             o = bnfGetNextLitval(p, o, &keyword)) {
-            const char* word = bnfKeywordName(p, keyword);
-            for (const Word& w : table)
-                if (ktStrIcmp(w.text, word) == 0) value += w.value;
-        }
-        return value;
+        return combine(form, table, [](uint32_t a, uint32_t b) { return a + b; });
     }
 
     void properties(bnfObject* form, rdbProperty** list) {
