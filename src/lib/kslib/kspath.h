@@ -91,6 +91,8 @@ int ksXfer(FILE* from, FILE* to);
 // never a wait on it or a read that doesn't end. Every file the system
 // reads from outside is opened here.
 FILE* ksFopen(const char* path, const char* mode);
+// As ksFopen, and gives the time (as ksInfo's) of the file it opened, or 0.
+FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time);
 
 // Called by ksLoop2 with each matching path; 0 ends the loop.
 using ksLoopProc = int (*)(const char* path, void* data);
