@@ -532,6 +532,12 @@ void noteLook(const char* path, const struct stat* st) {
 }
 }  // namespace
 
+void ksNoteRegular(const char* path) {
+    struct stat st{};
+    st.st_mode = S_IFREG;
+    noteLook(path, &st);
+}
+
 int ksInfo(const char* path, uint32_t* time, long* size, int* kind) {
     struct stat st;
     if (!path) return KS_NOTFOUND;

@@ -93,6 +93,9 @@ int ksXfer(FILE* from, FILE* to);
 FILE* ksFopen(const char* path, const char* mode);
 // As ksFopen, and gives the time (as ksInfo's) of the file it opened, or 0.
 FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time);
+// Tells ksFopen that a look just made found a regular file at `path`, as
+// ksInfo does of its own looks: an open of that path next needn't look again.
+void ksNoteRegular(const char* path);
 
 // Called by ksLoop2 with each matching path; 0 ends the loop.
 using ksLoopProc = int (*)(const char* path, void* data);
