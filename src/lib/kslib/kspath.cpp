@@ -774,9 +774,22 @@ int ksTimer(int mode, uint32_t* out) {
     return KS_OK;
 }
 
+namespace {
+struct stat stdStatus[3];
+bool stdKnown[3];
+}  // namespace
+
+bool ksStdFileStatus(int fd, struct stat* st) {
+    if (fd < 0 || fd > 2 || !stdKnown[fd]) return false;
+    *st = stdStatus[fd];
+    return true;
+}
+
 void ksStdFilesOpen() {
     for (int fd = 0; fd <= 2; ++fd) {
-        if (fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+        // The look that tells whether it is open also tells what it is.
+        stdKnown[fd] = fstat(fd, &stdStatus[fd]) == 0;
+        if (stdKnown[fd] || errno != EBADF) continue;
         // The lowest free descriptor is this one, since those below are open.
         int got = open("/dev/null", fd == 0 ? O_RDONLY : O_WRONLY);
         if (got >= 0 && got != fd) {

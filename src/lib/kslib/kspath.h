@@ -131,6 +131,9 @@ int ksTimer(int mode, uint32_t* out);
 // stream: answers would be read from it, reports written into it. The
 // first call of a program's main.
 void ksStdFilesOpen();
+// What ksStdFilesOpen found at descriptor `fd` (0 to 2) when it was open
+// already; false for one it had to open, or before it ran.
+bool ksStdFileStatus(int fd, struct stat* st);
 void ksSleepSec(unsigned seconds);
 [[noreturn]] void ksCoreDump();
 

@@ -1,6 +1,7 @@
 // The translator's entry point: the order of a run, from the banner to the
 // exit status.
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -22,11 +23,17 @@ namespace {
 // buffer fills and at the end of the run.
 void bufferStandardStreams() {
     struct stat out, err;
-    bool haveOut = fstat(1, &out) == 0, haveErr = fstat(2, &err) == 0;
+    bool haveOut = ksStdFileStatus(1, &out), haveErr = ksStdFileStatus(2, &err);
     bool shared = haveOut && haveErr && out.st_dev == err.st_dev && out.st_ino == err.st_ino &&
                   !S_ISCHR(out.st_mode);
     auto byLine = [shared](int fd, bool known, const struct stat& st) {
-        return !known || shared || (S_ISCHR(st.st_mode) && isatty(fd));
+        if (!known || shared) return true;
+        if (!S_ISCHR(st.st_mode)) return false;
+#ifdef __linux__
+        // The memory devices (/dev/null and its kind) are no terminals.
+        if (major(st.st_rdev) == 1) return false;
+#endif
+        return isatty(fd) != 0;
     };
     static char outBuffer[16384], errBuffer[16384];
     if (byLine(1, haveOut, out))
