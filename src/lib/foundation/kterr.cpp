@@ -285,8 +285,8 @@ void ktErrReport(ktErrStream* stream, ktErrObject* err) {
             ktErrStreamAdd(stream, err);
             ktErrStreamSetAlert(stream, 0);
         }
+        // Unbuffered where the order against the output stream counts.
         std::fprintf(out, "%s\n", ktErrString(err, Stderr));
-        std::fflush(out);
     }
     ktErrDestroy(err);
 }

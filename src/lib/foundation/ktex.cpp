@@ -213,6 +213,7 @@ void ktAbort(int core) {
         ktMemFree(h);
     }
     std::fflush(stdout);
+    std::fflush(stderr);
     if (core) ksCoreDump();
     std::exit(3);
 }

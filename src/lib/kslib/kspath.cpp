@@ -285,8 +285,17 @@ void releaseRec(DirRec* r) {
     ktMemFlFree(r, recSize(static_cast<size_t>(r->count)));
 }
 
-// The names of a directory, without "." and "..", unexamined. A directory
-// that can't be opened lists as empty.
+// The kind the listing itself gives of an entry (its type bits are those
+// of the mode, shifted), or -1 where only a look at the entry can tell: a
+// symbolic link, which stands for what it points to, or a file system that
+// doesn't say.
+int listedKind(unsigned char type) {
+    if (type == DT_UNKNOWN || type == DT_LNK) return -1;
+    return kindOf(static_cast<mode_t>(DTTOIF(type)));
+}
+
+// The names of a directory, without "." and "..", with the kinds the
+// listing gives. A directory that can't be opened lists as empty.
 DirRec* readDir(const char* dir) {
     size_t room = 100;
     auto* r = static_cast<DirRec*>(ktMemFlAlloc(recSize(room), "ksDirCache"));
@@ -303,7 +312,7 @@ DirRec* readDir(const char* dir) {
             r = moveRec(r, room, room * 2);
             room *= 2;
         }
-        entriesOf(r)[r->count++] = DirEntry{ktStrCpy(de->d_name), 0, 0, -1};
+        entriesOf(r)[r->count++] = DirEntry{ktStrCpy(de->d_name), 0, 0, listedKind(de->d_type)};
     }
     return moveRec(r, room, static_cast<size_t>(r->count));
 }
@@ -315,21 +324,24 @@ void sortEntries(DirEntry* e, int n) {
                 std::swap(e[j], e[j + gap]);
 }
 
+// Looks at an entry whose kind the listing didn't give.
 void examine(DirEntry& e, const char* dir) {
+    if (e.kind != -1) return;
     char full[KS_PATHMAX];
     int kind;
-    e.kind = -1;
     if (join(dir, e.name, full) && ksInfo(full, &e.time, &e.size, &kind) == KS_OK) e.kind = kind;
 }
 
 // Takes what the old listing knew of names that are in both (both lists
-// are sorted), and examines only the new names.
+// are sorted) and whose kind the listing didn't give, and examines only the
+// new ones.
 void reuse(DirRec* rec, DirRec* old, const char* dir) {
     DirEntry* e = entriesOf(rec);
     DirEntry* o = entriesOf(old);
     int j = 0;
     for (int i = 0; i < rec->count; ++i) {
         while (j < old->count && std::strcmp(o[j].name, e[i].name) < 0) ++j;
+        if (e[i].kind != -1) continue;
         if (j < old->count && std::strcmp(o[j].name, e[i].name) == 0) {
             e[i].time = o[j].time;
             e[i].size = o[j].size;
@@ -505,9 +517,35 @@ int ksAbsPath(ksPathBuf& path) {
     return KS_OK;
 }
 
+namespace {
+// The path that the last look at a file found to be a regular file, so that
+// ksFopen straight after it (the way a file is commonly first tested, then
+// opened) needn't look again; any other look forgets it.
+char lastRegular[KS_PATHMAX];
+
+void noteLook(const char* path, const struct stat* st) {
+    size_t n = std::strlen(path);
+    if (st && S_ISREG(st->st_mode) && n < sizeof lastRegular)
+        std::memcpy(lastRegular, path, n + 1);
+    else
+        lastRegular[0] = '\0';
+}
+}  // namespace
+
+void ksNoteRegular(const char* path) {
+    struct stat st{};
+    st.st_mode = S_IFREG;
+    noteLook(path, &st);
+}
+
 int ksInfo(const char* path, uint32_t* time, long* size, int* kind) {
     struct stat st;
-    if (!path || ksSysV.stat(path, &st) != 0) return KS_NOTFOUND;
+    if (!path) return KS_NOTFOUND;
+    if (ksSysV.stat(path, &st) != 0) {
+        noteLook(path, nullptr);
+        return KS_NOTFOUND;
+    }
+    noteLook(path, &st);
     if (size) *size = static_cast<long>(st.st_size);
     if (kind) *kind = kindOf(st.st_mode);
     if (time) *time = localSeconds(st.st_mtime);
@@ -579,22 +617,25 @@ int ksXfer(FILE* from, FILE* to) {
     return std::ferror(from) ? KS_IOERROR : KS_OK;
 }
 
-FILE* ksFopen(const char* path, const char* mode) {
+FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
     struct stat st;
+    if (time) *time = 0;
     if (!path || !mode || mode[0] != 'r' || std::strchr(mode, '+')) {
         errno = EINVAL;
         return nullptr;
     }
-    // Looked at before the open, which itself has effects on a device and
-    // waits on a FIFO; and again on what was opened, which may have been
-    // put there meanwhile.
-    if (ksSysV.stat(path, &st) != 0) return nullptr;
     auto regular = [](const struct stat& s) {
         if (S_ISREG(s.st_mode)) return true;
         errno = EINVAL;
         return false;
     };
-    if (!regular(st)) return nullptr;
+    // Looked at before the open, which itself has effects on a device and
+    // waits on a FIFO (unless the look just made found a regular file
+    // there); and again on what was opened, which may have been put there
+    // meanwhile.
+    bool looked = lastRegular[0] && std::strcmp(lastRegular, path) == 0;
+    lastRegular[0] = '\0';
+    if (!looked && (ksSysV.stat(path, &st) != 0 || !regular(st))) return nullptr;
     int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) return nullptr;
     FILE* f = nullptr;
@@ -604,8 +645,14 @@ FILE* ksFopen(const char* path, const char* mode) {
         int e = errno;
         close(fd);
         errno = e;
+        return nullptr;
     }
+    if (time) *time = localSeconds(st.st_mtime);
     return f;
+}
+
+FILE* ksFopen(const char* path, const char* mode) {
+    return ksFopenStamped(path, mode, nullptr);
 }
 
 int ksCopy(const char* from, const char* to) {
@@ -727,9 +774,22 @@ int ksTimer(int mode, uint32_t* out) {
     return KS_OK;
 }
 
+namespace {
+struct stat stdStatus[3];
+bool stdKnown[3];
+}  // namespace
+
+bool ksStdFileStatus(int fd, struct stat* st) {
+    if (fd < 0 || fd > 2 || !stdKnown[fd]) return false;
+    *st = stdStatus[fd];
+    return true;
+}
+
 void ksStdFilesOpen() {
     for (int fd = 0; fd <= 2; ++fd) {
-        if (fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+        // The look that tells whether it is open also tells what it is.
+        stdKnown[fd] = fstat(fd, &stdStatus[fd]) == 0;
+        if (stdKnown[fd] || errno != EBADF) continue;
         // The lowest free descriptor is this one, since those below are open.
         int got = open("/dev/null", fd == 0 ? O_RDONLY : O_WRONLY);
         if (got >= 0 && got != fd) {

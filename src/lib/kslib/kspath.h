@@ -91,6 +91,11 @@ int ksXfer(FILE* from, FILE* to);
 // never a wait on it or a read that doesn't end. Every file the system
 // reads from outside is opened here.
 FILE* ksFopen(const char* path, const char* mode);
+// As ksFopen, and gives the time (as ksInfo's) of the file it opened, or 0.
+FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time);
+// Tells ksFopen that a look just made found a regular file at `path`, as
+// ksInfo does of its own looks: an open of that path next needn't look again.
+void ksNoteRegular(const char* path);
 
 // Called by ksLoop2 with each matching path; 0 ends the loop.
 using ksLoopProc = int (*)(const char* path, void* data);
@@ -126,6 +131,9 @@ int ksTimer(int mode, uint32_t* out);
 // stream: answers would be read from it, reports written into it. The
 // first call of a program's main.
 void ksStdFilesOpen();
+// What ksStdFilesOpen found at descriptor `fd` (0 to 2) when it was open
+// already; false for one it had to open, or before it ran.
+bool ksStdFileStatus(int fd, struct stat* st);
 void ksSleepSec(unsigned seconds);
 [[noreturn]] void ksCoreDump();
 

@@ -110,6 +110,8 @@ bool found(const char* path, int kind, ksPathBuf& out) {
         struct stat st;
         if (ksSysV.stat(path, &st) != 0 || !S_ISREG(st.st_mode)) return false;
         if (ksAbsPath2(path, abs) != KS_OK) return false;
+        // The file found is commonly opened next.
+        ksNoteRegular(abs);
     } else if (ksExists2(path, kind, abs) != KS_OK) {
         return false;
     }

@@ -44,6 +44,7 @@ struct In {
     void pause() {
         if (!(rdbDebugV & rdbDebugLEVEL2)) return;
         rdbPrint(" #");
+        std::fflush(stdout);
         int c = std::getchar();
         if (c == 'x' || c == 'X' || c == 'q' || c == 'Q') ktExit(1);
     }

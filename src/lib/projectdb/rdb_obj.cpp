@@ -233,8 +233,10 @@ int rdbiOpenFile(rdbObject* o) {
     // Neither read nor write: the object stands for the file unopened.
     if (!(mode & rdbModeRW)) return rdbStatOK;
     o->flags |= rdbFlagRDEXISTS;
-    const bool exists = ksExists(o->path, KS_FILE) == KS_OK;
-    if ((mode & rdbModeCREATE) && (mode & rdbModeEXCL) && exists) return rdbStatEXISTS;
+    // Whether the file is there matters to an exclusive creation and to the
+    // answer of an open that failed; a plain read learns it from the open.
+    auto exists = [o] { return ksExists(o->path, KS_FILE) == KS_OK; };
+    if ((mode & rdbModeCREATE) && (mode & rdbModeEXCL) && exists()) return rdbStatEXISTS;
     bool locked = false;
     if (writeMode(mode) || (mode & rdbModeKEEPLOCK)) {
         if (mode & rdbModeLOCKTEST) {
@@ -247,6 +249,7 @@ int rdbiOpenFile(rdbObject* o) {
         return rdbStatLOCKED;
     }
     int st = rdbStatOK;
+    uint32_t opened = 0;
     if (mode & rdbModeRAW) {
         st = openRaw(o);
     } else {
@@ -255,15 +258,15 @@ int rdbiOpenFile(rdbObject* o) {
         // takes no FIFO or device.
         o->file->stream = writeMode(mode) || (mode & rdbModeAPPEND)
                               ? std::fopen(o->path, how.c_str())
-                              : ksFopen(o->path, how.c_str());
+                              : ksFopenStamped(o->path, how.c_str(), &opened);
         if (!o->file->stream) st = rdbStatOPENERR;
     }
     if (st != rdbStatOK) {
         if (locked) rdbiRemoveLockObj(o, 0, 0);
-        return exists ? rdbStatOPENERR : rdbStatNOTEXIST;
+        return exists() ? rdbStatOPENERR : rdbStatNOTEXIST;
     }
     // A change of mode keeps the time noted at the first opening.
-    if (!(mode & rdbModeFINAL)) o->timestamp = ksFtime(o->path);
+    if (!(mode & rdbModeFINAL)) o->timestamp = opened ? opened : ksFtime(o->path);
     rdbSendObjOpened(o);
     return rdbStatOK;
 }

@@ -34,9 +34,13 @@ constexpr const char* kTag = "vgstruct";
     voexit(4);
 }
 
+// Records and texts come from the size-class lists, which keep no header
+// beside each one: a library run keeps every symbol's records to its end,
+// and vofree is told the size again.
 void* get(size_t size, bool counted) {
-    void* p = ktMemCalloc(1, size, kTag);
+    void* p = ktMemFlAlloc(size, kTag);
     if (!p) noMemory();
+    std::memset(p, 0, size);
     if (counted) vomemtotal += static_cast<long>(size);
     return p;
 }
@@ -99,7 +103,7 @@ char emptyCopy[1];
 
 void vofree(void* block, size_t size) {
     if (!block) return;
-    if (block != emptyCopy) ktMemFree(block);
+    if (block != emptyCopy) ktMemFlFree(block, size);
     vomemtotal -= static_cast<long>(size);
 }
 
@@ -224,7 +228,7 @@ void freeCommans(voComman* c) {
             strs({c->pair[0], c->pair[1]});
             vofree(c->pair, 2 * sizeof(char*));
         }
-        ktMemFree(c);
+        ktMemFlFree(c, sizeof *c);
         c = next;
     }
 }
@@ -233,7 +237,7 @@ void freeImports(voImport* im) {
     while (im) {
         voImport* next = im->next;
         vostfree(im->name);
-        ktMemFree(im);
+        ktMemFlFree(im, sizeof *im);
         im = next;
     }
 }
@@ -242,7 +246,7 @@ void freeConsts(voclist* list) {
     for (; list; list = list->next) {
         if (!list->cons) continue;
         strs({list->cons->name, list->cons->type, list->cons->value});
-        ktMemFree(list->cons);
+        ktMemFlFree(list->cons, sizeof *list->cons);
     }
 }
 }  // namespace

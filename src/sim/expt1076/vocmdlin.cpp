@@ -267,8 +267,13 @@ char* behvDirectory(const char* design) {
     char behv[KS_PATHMAX];
     ktStrncpyNullTerm(behv, qlm_id_get_path(dir), sizeof behv);
     if (ksDnpath(behv, "behv") != KS_OK) return nullptr;
-    // A directory that can't be made shows when the model is opened.
-    if (ksExists(behv, KS_DIR) != KS_OK) ksCreate(behv, KS_DIR);
+    // A directory that can't be made shows when the model is opened. The
+    // symbols of a library run share their directory: the one found there
+    // for the symbol before needn't be looked for again.
+    static char found[KS_PATHMAX];
+    if (std::strcmp(found, behv) != 0 &&
+        (ksExists(behv, KS_DIR) == KS_OK || ksCreate(behv, KS_DIR) == KS_OK))
+        std::strcpy(found, behv);
     return vostcpy(behv);
 }
 }  // namespace

@@ -197,7 +197,7 @@ void addConstant(vogroup* g, iwatt* a) {
     if (!k->value) {
         vostfree(k->name);
         vostfree(k->type);
-        ktMemFree(k);
+        ktMemFlFree(k, sizeof *k);
         return;
     }
     voclist* node = voclistbloc();

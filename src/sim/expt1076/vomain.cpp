@@ -176,6 +176,10 @@ bool lowerVersionExists(const char* base, long version) {
         if (!versions) {
             versions = new std::unordered_map<std::string, std::vector<long>>;
             qfm_file_loop(libname, QFM_SYMBOL, "*", "*", collectVersion, nullptr);
+            // A name with one version has no lower one: only names with
+            // several stay for the rest of the run.
+            std::erase_if(*versions, [](const auto& entry) { return entry.second.size() < 2; });
+            versions->rehash(0);
         }
         auto found = versions->find(base);
         if (found == versions->end()) return false;

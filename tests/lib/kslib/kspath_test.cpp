@@ -277,6 +277,20 @@ TEST_F(FileChange, ReadingTakesOnlyARegularFileAndNeverWaits) {
         EXPECT_EQ(ksFopen(other, "r"), nullptr) << other;
         EXPECT_NE(errno, 0) << other;
     }
+    // The open that follows a look at a file trusts that look only so far:
+    // a FIFO put there meanwhile is refused all the same.
+    dir.write("swapped", "");
+    ASSERT_EQ(ksExists("swapped", KS_FILE), KS_OK);
+    ASSERT_EQ(unlink("swapped"), 0);
+    ASSERT_EQ(mkfifo("swapped", 0644), 0);
+    EXPECT_EQ(ksFopen("swapped", "r"), nullptr);
+    uint32_t time = 1;
+    std::unique_ptr<FILE, decltype(&std::fclose)> g(ksFopenStamped("plain", "r", &time),
+                                                    &std::fclose);
+    EXPECT_TRUE(g);
+    EXPECT_EQ(time, ksFtime("plain"));
+    EXPECT_EQ(ksFopenStamped("fifo", "r", &time), nullptr);
+    EXPECT_EQ(time, 0u);
 }
 
 // Names (without directory) that ksLoop2 hands to its callback.
@@ -328,6 +342,17 @@ TEST_F(DirectoryListing, PatternsAndKindsInByteOrder) {
         EXPECT_EQ(l.names, c.names) << c.pattern;
         EXPECT_EQ(l.status, c.names.empty() ? KS_NOTFOUND : KS_OK) << c.pattern;
     }
+}
+
+TEST_F(DirectoryListing, ALinkListsAsWhatItPointsToAndADanglingOneNotAtAll) {
+    dir.write("f", "");
+    dir.mkdir("d");
+    ASSERT_EQ(symlink("d", "to_d"), 0);
+    ASSERT_EQ(symlink("f", "to_f"), 0);
+    ASSERT_EQ(symlink("missing", "dangling"), 0);
+    EXPECT_EQ(list("*", KS_DIR).names, (Names{"d", "to_d"}));
+    EXPECT_EQ(list("*", KS_FILE).names, (Names{"f", "to_f"}));
+    EXPECT_EQ(list("*").names, (Names{"d", "f", "to_d", "to_f"}));
 }
 
 TEST_F(DirectoryListing, WhatTheCallbackGetsAndReturns) {
