@@ -1,9 +1,10 @@
-// The name table. A bucket is appended to when the new
-// text sorts after its tail, which keeps names that come in rising order
-// (pins P1, P2, ...) at constant cost. The text is compared in capitals,
-// as it is stored: compared as given, a text in lower case (a comment, a
-// type) would sort after everything in its bucket and be entered again at
-// each call, and a library's buckets would grow with every symbol read.
+// The name table. Each name is stored once, in capitals, in the pool, and
+// found again through an open hash table of the stored names that doubles
+// when it is half full, so that a look-up costs the same whether a run has
+// read ten symbols or ten thousand (a fixed array of sorted buckets grows
+// its walks with every name a library adds). The text is compared in
+// capitals, as it is stored: a text given in lower case (a comment, a
+// type) finds the name it was stored as.
 #include "iwname.h"
 
 #include <cstring>
@@ -15,21 +16,23 @@
 
 namespace {
 
-struct Entry {
-    char* text;
-    Entry* next;
+// A slot keeps the hash beside the stored name, so that a look-up reads
+// only the names whose hash matches.
+struct Slot {
+    char* text;  // in capitals, in the pool
+    uint32_t hash;
 };
+Slot* slots_ = nullptr;  // a power of two of them, half full at most
+uint32_t mask_ = 0;
+uint32_t count_ = 0;
+constexpr uint32_t kFirstSlots = 1u << 14;
 
-Entry** heads_ = nullptr;
-Entry** tails_ = nullptr;
-
-// The entry last found for each of kRecent slots of the hash. The names a
+// The entry last found for each of kRecent values of the hash: the names a
 // library repeats in every symbol (attribute names, pin types and numbers)
-// are then found at once, not by a walk along their bucket, whose entries
-// lie scattered over the pool by the time a library is half read.
+// are then found in a small table that stays in the cache.
 constexpr int kRecentBits = 10;
 constexpr uint32_t kRecent = 1u << kRecentBits;
-Entry** recent_ = nullptr;
+Slot recent_[kRecent];
 
 char upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
@@ -51,42 +54,45 @@ int compareFolded(const char* text, const char* stored) {
     }
 }
 
-Entry* newEntry(const char* text, Entry* next) {
-    size_t n = std::strlen(text);
-    auto* e = static_cast<Entry*>(iwballoc(Idatamem, sizeof(Entry) + n + 1));
-    e->text = reinterpret_cast<char*>(e + 1);
-    for (size_t i = 0; i <= n; ++i) e->text[i] = upper(text[i]);
-    e->next = next;
-    return e;
+char* newName(const char* text, size_t n) {
+    auto* name = static_cast<char*>(iwballoc(Idatamem, n + 1));
+    for (size_t i = 0; i <= n; ++i) name[i] = upper(text[i]);
+    return name;
 }
 
-// The entry of `text` in bucket b, made when there is none; `compare`
-// compares the text with a stored name.
-template <typename Compare>
-Entry* find(uint32_t b, const char* text, Compare compare) {
-    if (!heads_[b]) return heads_[b] = tails_[b] = newEntry(text, nullptr);
-    int c = compare(tails_[b]->text);
-    if (c == 0) return tails_[b];
-    if (c > 0) return tails_[b] = tails_[b]->next = newEntry(text, nullptr);
-    for (Entry** at = &heads_[b];; at = &(*at)->next) {
-        int d = compare((*at)->text);
-        if (d == 0) return *at;
-        if (d < 0) return *at = newEntry(text, *at);
-    }
+Slot* makeSlots(uint32_t n) {
+    return static_cast<Slot*>(ktMemCalloc(n, sizeof(Slot), "iwname"));
+}
+
+void grow() {
+    const uint32_t n = (mask_ + 1) * 2;
+    Slot* slots = makeSlots(n);
+    for (uint32_t i = 0; i <= mask_; ++i)
+        if (slots_[i].text) {
+            uint32_t at = slots_[i].hash & (n - 1);
+            while (slots[at].text) at = (at + 1) & (n - 1);
+            slots[at] = slots_[i];
+        }
+    ktMemFree(slots_);
+    slots_ = slots;
+    mask_ = n - 1;
+}
+
+// Spreads the name hash, whose low bits hang on the last few bytes only.
+uint32_t mix(uint32_t h) {
+    h ^= h >> 16;
+    h *= 0x7feb352du;
+    h ^= h >> 15;
+    return h;
 }
 }  // namespace
 
 char* iwmkname(const char* text) {
     if (!text) text = "";
-    if (!heads_) {
-        size_t bytes = IW_NAMEBUCKETS * sizeof(Entry*);
-        heads_ = static_cast<Entry**>(iwballoc(Idatamem, bytes));
-        tails_ = static_cast<Entry**>(iwballoc(Idatamem, bytes));
-        recent_ = static_cast<Entry**>(iwballoc(Idatamem, kRecent * sizeof(Entry*)));
-        // A tail is read only where there is a head, and set with it: the
-        // tails are left as they come, untouched until used.
-        std::memset(heads_, 0, bytes);
-        std::memset(recent_, 0, kRecent * sizeof(Entry*));
+    if (!slots_) {
+        slots_ = makeSlots(kFirstSlots);
+        mask_ = kFirstSlots - 1;
+        count_ = 0;
     }
     // The hash and, for a text of usual length, the text in capitals, in
     // one pass; the capitals are then compared with strcmp.
@@ -100,12 +106,20 @@ char* iwmkname(const char* text) {
     }
     const bool short_ = n < sizeof folded;
     if (short_) folded[n] = '\0';
-    auto compare = [&](const char* stored) {
-        return short_ ? std::strcmp(folded, stored) : compareFolded(text, stored);
+    auto same = [&](const Slot& s) {
+        return s.text && s.hash == h &&
+               (short_ ? std::strcmp(folded, s.text) : compareFolded(text, s.text)) == 0;
     };
-    Entry*& recent = recent_[(h * 2654435761u) >> (32 - kRecentBits)];
-    if (recent && compare(recent->text) == 0) return recent->text;
-    return (recent = find(h % IW_NAMEBUCKETS, text, compare))->text;
+    h = mix(h);
+    Slot& recent = recent_[h >> (32 - kRecentBits)];
+    if (same(recent)) return recent.text;
+    uint32_t at = h & mask_;
+    for (; slots_[at].text; at = (at + 1) & mask_)
+        if (same(slots_[at])) return (recent = slots_[at]).text;
+    slots_[at] = {newName(text, n), h};
+    recent = slots_[at];
+    if (++count_ * 2 > mask_ + 1) grow();
+    return recent.text;
 }
 
 uint32_t iwhash(const char* text, uint32_t count) {
@@ -113,7 +127,10 @@ uint32_t iwhash(const char* text, uint32_t count) {
 }
 
 void iwdelnames() {
-    heads_ = tails_ = recent_ = nullptr;
+    ktMemFree(slots_);
+    slots_ = nullptr;
+    mask_ = count_ = 0;
+    std::memset(recent_, 0, sizeof recent_);
 }
 
 int iwsysatt(const char* name) {
