@@ -1,9 +1,11 @@
 /* The floor of a whole-library run: the file operations that no
  * translation can avoid. For each file of a library's symbol directory it
  * reads the file and writes one of the same size into the library's behv
- * directory, with the extension vhd.
+ * directory, with the extension vhd. With -a each file is written as
+ * entgen writes a model, whole or not at all: beside its name, its mode
+ * set, synced, then renamed into place.
  *
- *   floor library-directory
+ *   floor [-a] library-directory
  */
 #define _GNU_SOURCE
 #include <dirent.h>
@@ -16,8 +18,13 @@
 static char buf[1 << 20];
 
 int main(int argc, char** argv) {
+    int atomic = argc == 3 && strcmp(argv[1], "-a") == 0;
+    if (atomic) {
+        argv[1] = argv[2];
+        argc = 2;
+    }
     if (argc != 2) {
-        fprintf(stderr, "usage: floor library-directory\n");
+        fprintf(stderr, "usage: floor [-a] library-directory\n");
         return 2;
     }
     char path[4096];
@@ -41,12 +48,22 @@ int main(int argc, char** argv) {
         char* dot = strrchr(e->d_name, '.');
         if (dot) *dot = '\0';
         snprintf(path, sizeof path, "%s/behv/%s.vhd", argv[1], e->d_name);
-        int out = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
+        char beside[4200];
+        snprintf(beside, sizeof beside, "%s.new", path);
+        int out = open(atomic ? beside : path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
         if (out < 0 || write(out, buf, (size_t)n) != n) {
             perror(path);
             return 1;
         }
+        if (atomic && (fchmod(out, 0644) != 0 || fsync(out) != 0)) {
+            perror(beside);
+            return 1;
+        }
         close(out);
+        if (atomic && rename(beside, path) != 0) {
+            perror(path);
+            return 1;
+        }
     }
     closedir(dir);
     return 0;

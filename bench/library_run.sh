@@ -6,7 +6,8 @@
 #
 #   - `entgen -o -l` on libraries of 2,500 and 10,000 symbols;
 #   - the floor (bench/floor.c): read each symbol file, write a file of the
-#     same size into behv/;
+#     same size into behv/; and the floor again, each file written whole or
+#     not at all (beside, synced, renamed) as entgen writes its models;
 #   - a one-symbol run, and an empty program compiled and linked as entgen;
 #   - one-symbol runs beside a scrivet.ini of 2,500 and of 10,000 DIR lines.
 #
@@ -78,7 +79,9 @@ library() {
 }
 floor() {
     rm -rf "$1/cells/behv"
-    measure 1 "$1" "$work/floor" cells
+    local dir=$1
+    shift
+    measure 1 "$dir" "$work/floor" "$@" cells
 }
 
 declare -A wall cpu
@@ -90,6 +93,7 @@ for ((r = 1; r <= rounds; r++)); do
     [ "$k" -gt "$peak" ] && peak=$k
     read -r w c k < <(floor "$work/lib2500"); add floor2500 "$w" "$c"
     read -r w c k < <(floor "$work/lib10000"); add floor10000 "$w" "$c"
+    read -r w c k < <(floor "$work/lib10000" -a); add whole10000 "$w" "$c"
     read -r w c k < <(measure "$repeat" "$work/lib10000" "$program" -o "cells:$one"); add one "$w" "$c"
     read -r w c k < <(measure "$repeat" "$work" "$empty"); add empty "$w" "$c"
     read -r w c k < <(measure "$repeat" "$work/scrivet2500" "$program" -o "cells:$one"); add scrivet2500 "$w" "$c"
@@ -110,6 +114,7 @@ show "entgen -o -l, 2,500 symbols" lib2500
 show "entgen -o -l, 10,000 symbols" lib10000
 show "floor, 2,500 symbols" floor2500
 show "floor, 10,000 symbols" floor10000
+show "floor written whole, 10,000 symbols" whole10000
 show "one symbol" one
 show "empty program" empty
 show "one symbol, 2,500 DIR lines" scrivet2500
@@ -150,7 +155,7 @@ else
     echo "strace is missing: no profile of system calls"
 fi
 
-awk -v l25="${W[lib2500]}" -v l10="${W[lib10000]}" -v f10="${W[floor10000]}" \
+awk -v l25="${W[lib2500]}" -v l10="${W[lib10000]}" -v f10="${W[floor10000]}" -v w10="${W[whole10000]}" \
     -v one="${W[one]}" -v empty="${W[empty]}" -v s25="${W[scrivet2500]}" -v s10="${W[scrivet10000]}" \
     -v peak="$peak" -v models="$models" '
 function check(what, value, limit, unit) {
@@ -162,6 +167,8 @@ BEGIN {
     print "targets:"
     check("T(10,000) / T(2,500)", l10 / l25, 4.4, "")
     check("entgen / floor at 10,000 symbols", l10 / f10, 2, "")
+    # What writing each file whole-or-nothing, as entgen must, costs alone.
+    printf "  %-44s %8.3f (no target)\n", "floor written whole / floor at 10,000", w10 / f10
     check("one-symbol run less the empty program", one - empty, 0.5, " ms")
     # Above a run beside a list of one line: the cost of the list alone.
     check("list of 10,000 DIR lines / of 2,500", (s10 - one) / (s25 - one), 4.4, "")
