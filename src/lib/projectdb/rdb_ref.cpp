@@ -559,17 +559,29 @@ int rdbBuildPath2(const char* dir, const char* subdir, const char* name, const c
                   int32_t version, ksPathBuf& out) {
     out[0] = '\0';
     if (version > kMaxVersion) return rdbStatFAILURE;
-    std::string path;
+    // Built in place: it is asked for each library a look-up passes.
+    size_t n = 0;
+    auto append = [&](const char* text, size_t length) {
+        if (n + length >= sizeof out) return false;
+        std::memcpy(out + n, text, length);
+        n += length;
+        return true;
+    };
+    bool fits = true;
     for (const char* level : {dir, subdir}) {
         if (!level || !*level) continue;
-        path += level;
-        if (path.back() != '/') path += '/';
+        size_t length = std::strlen(level);
+        fits = fits && append(level, length);
+        if (level[length - 1] != '/') fits = fits && append("/", 1);
     }
-    path += name ? name : "";
-    if (modifier && *modifier) path.append(".").append(modifier);
+    if (name) fits = fits && append(name, std::strlen(name));
+    if (modifier && *modifier) fits = fits && append(".", 1) && append(modifier, std::strlen(modifier));
     // A cut path would name another file.
-    if (path.size() >= sizeof out) return rdbStatFAILURE;
-    std::memcpy(out, path.c_str(), path.size() + 1);
+    if (!fits) {
+        out[0] = '\0';
+        return rdbStatFAILURE;
+    }
+    out[n] = '\0';
     return rdbStatOK;
 }
 

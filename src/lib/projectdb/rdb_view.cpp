@@ -182,8 +182,11 @@ rdbSearchPath* newSPath(rdbView* view, const char* path, const char* alias, uint
 struct SPathIndex {
     const rdbView* view = nullptr;
     uint64_t epoch = 0;
+    size_t paths = 0;  // the view's search paths
     std::unordered_map<std::string, std::vector<rdbSearchPath*>> byName;
 };
+// Up to this many search paths a walk costs less than the look-up.
+constexpr size_t kFewSPaths = 8;
 SPathIndex index_;
 uint64_t spathEpoch_ = 1;
 
@@ -195,13 +198,16 @@ std::string capitals(const char* text) {
 }
 
 // The search paths of `view` that may answer to `pattern`, a name with no
-// wildcard; each still has to be matched by its own case rule.
+// wildcard; each still has to be matched by its own case rule. Null for a
+// view of so few that a walk is cheaper.
 const std::vector<rdbSearchPath*>* namedSPaths(const rdbView* view, const char* pattern) {
     if (index_.view != view || index_.epoch != spathEpoch_) {
         index_.byName.clear();
         index_.view = view;
         index_.epoch = spathEpoch_;
+        index_.paths = 0;
         for (rdbSearchPath* s = view->spaths; s; s = s->next) {
+            ++index_.paths;
             if (!s->object) continue;
             auto add = [&](const char* name) {
                 std::vector<rdbSearchPath*>& list = index_.byName[capitals(name)];
@@ -212,6 +218,7 @@ const std::vector<rdbSearchPath*>* namedSPaths(const rdbView* view, const char* 
                 if (a) add(a);
         }
     }
+    if (index_.paths <= kFewSPaths) return nullptr;
     auto found = index_.byName.find(capitals(pattern));
     static const std::vector<rdbSearchPath*> none;
     return found == index_.byName.end() ? &none : &found->second;
@@ -604,8 +611,12 @@ rdbSearchPath* rdbFindNextSPath(rdbObject* project, rdbSearchPath* spath, int, c
                                 int* status) {
     if (!pattern) pattern = "*";
     // A plain name in the current view: only the paths that answer to it.
-    if (project->curView && *pattern && !pattern[std::strcspn(pattern, "*?")]) {
-        const std::vector<rdbSearchPath*>& named = *namedSPaths(project->curView, pattern);
+    const std::vector<rdbSearchPath*>* candidates =
+        project->curView && *pattern && !pattern[std::strcspn(pattern, "*?")]
+            ? namedSPaths(project->curView, pattern)
+            : nullptr;
+    if (candidates) {
+        const std::vector<rdbSearchPath*>& named = *candidates;
         auto at = named.begin();
         if (spath) at = std::find(named.begin(), named.end(), spath);
         if (!spath || at != named.end()) {

@@ -258,7 +258,14 @@ TEST_F(Objects, OpenedByPartsAsByTheReferenceText) {
 
 // A library line added after libraries were looked up by name is found.
 TEST_F(Objects, ALibraryLineAddedLaterIsFoundByName) {
-    view("DIR [p] ./a (a)\n");
+    // Enough libraries that a name isn't looked for by a walk.
+    std::string lines = "DIR [p] ./a (a)\n";
+    for (int i = 0; i < 12; ++i) {
+        cwd.write("e" + std::to_string(i) + "/sym/x.1", "x of e\n");
+        lines += "DIR [r] ./e" + std::to_string(i) + " (e" + std::to_string(i) + ")\n";
+    }
+    view(lines);
+    EXPECT_EQ(symbol("e11", "x"), "x of e\n");
     EXPECT_EQ(symbol("a", "y"), "status 13");
     int st;
     ASSERT_NE(rdbInsSPID(project, nullptr, "Scrivet", "./b", "a", rdbAccessREADONLY, "", -1, 2,
