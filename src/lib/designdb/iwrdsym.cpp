@@ -31,6 +31,7 @@
 #include "ktstr.h"
 #include "larkmoor_msg.h"
 #include "rdb_api.h"
+#include "rdb_ref.h"
 
 namespace {
 
@@ -643,11 +644,8 @@ rdbObject* iwvfopen(const char* name, const char* klass) {
     }
     char base[KS_PATHMAX], ext[KS_PATHMAX];
     if (ksParse(rest, nullptr, nullptr, base, ext) != KS_OK) return nullptr;
-    char* ref = rdbMakeTmObjref2(alias.c_str(), klass, base, ext);
-    if (!ref) return nullptr;
     int status = 0;
-    rdbObject* obj = rdbOpenObject(ref, rdbModeREAD, &status);
-    ktMemFree(ref);
+    rdbObject* obj = rdbiOpenTmObject(alias.c_str(), klass, base, ext, rdbModeREAD, &status);
     if (!obj) return nullptr;
     if (status == rdbStatOPEN) rdbReopenObj(obj, rdbModeREAD);
     if (FILE* f = rdbObjGetFilePtr(obj, 0, &status)) rdbObjSetUserData(obj, f);

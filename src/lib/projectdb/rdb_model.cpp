@@ -10,6 +10,7 @@
 #include "ktstr.h"
 #include "ktsym.h"
 #include "rdb_obj.h"
+#include "rdb_view.h"
 
 namespace {
 
@@ -426,6 +427,7 @@ rdbView* rdbiNewView(rdbView** list, const char* name) {
 void rdbiFreeViews(rdbView* v) {
     while (v) {
         rdbView* next = v->next;
+        if (v->spaths) rdbiSPathsChanged();
         freeText(v->name);
         rdbiFreeClassList(v->classes);
         rdbiFreeProperties(v->properties);

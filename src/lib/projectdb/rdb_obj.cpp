@@ -543,6 +543,7 @@ int rdbiCreateDir(const char* path) {
 }
 
 void rdbiCloseAllProjects() {
+    rdbiForgetTmRefs();
     if (!rdbTmDatabaseID) return;
     while (rdbObject* project = rdbTmDatabaseID->firstChild)
         if (rdbiCloseObj(project, rdbModeFREE) != rdbStatOK &&

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "kspath.h"
@@ -156,6 +157,50 @@ int underObject(rdbObject* base, const rdbClass* cls, const char* file, ksPathBu
     return rdbStatOK;
 }
 
+// Directories that are their own absolute path, with a "/" behind: joined
+// to a plain file name they give what ksAbsPath2 would make of the whole
+// path. Whether a directory is one is a matter of its text alone, so the
+// answer never goes stale.
+struct TextHash {
+    using is_transparent = void;
+    size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
+};
+std::unordered_map<std::string, bool, TextHash, std::equal_to<>> absoluteDirs_;
+
+// A file name that ksAbsPath2 leaves as it is behind an absolute
+// directory: no separator, no "." or ".." of its own, nothing that trimming
+// or the splitting off of an empty extension would change.
+bool plainFileName(std::string_view file) {
+    if (file.empty() || file == "." || file == ".." || file.back() == '.') return false;
+    for (unsigned char c : file)
+        if (c <= ' ' || c >= 0x7f || c == '/' || c == '\\') return false;
+    return true;
+}
+
+// `path`, which ends in the plain file name `file`, as ksAbsPath2 would
+// make it absolute, when its directory is known to be absolute already:
+// true with `out` filled, else false and `out` untouched.
+bool absoluteJoin(const char* path, const char* file, ksPathBuf& out) {
+    constexpr size_t kRoom = KS_PATHMAX - 32;  // well inside every limit of ksAbsPath2
+    const size_t n = std::strlen(path), f = std::strlen(file);
+    if (n >= kRoom || f >= n || std::strcmp(path + n - f, file) != 0 || path[n - f - 1] != '/' ||
+        !plainFileName({file, f}))
+        return false;
+    std::string_view dir(path, n - f);
+    auto known = absoluteDirs_.find(dir);
+    if (known == absoluteDirs_.end()) {
+        // A one-letter name stands for every plain one: ksAbsPath2 treats
+        // the last component on its own once it has no separator or dot.
+        std::string probe = std::string(dir) + "x";
+        ksPathBuf abs;
+        bool same = dir.front() == '/' && ksAbsPath2(probe.c_str(), abs) == KS_OK && probe == abs;
+        known = absoluteDirs_.emplace(std::string(dir), same).first;
+    }
+    if (!known->second) return false;
+    std::memcpy(out, path, n + 1);
+    return true;
+}
+
 // Where the file of an object of `cls` named by a reference lies, by the
 // relative-path bits of its class: 0 when it exists, 12 when it doesn't
 // (`out` holds the path in both cases), or another status.
@@ -192,7 +237,8 @@ int rdbiLocateFile(rdbObject* parent, const rdbClass* cls, const char* name, con
         ktStrncpyNullTerm(out, path, sizeof out);
         return st;
     }
-    if (st != rdbStatOK || ksAbsPath2(path, out) != KS_OK) return rdbStatFAILURE;
+    if (st != rdbStatOK) return rdbStatFAILURE;
+    if (!absoluteJoin(path, file, out) && ksAbsPath2(path, out) != KS_OK) return rdbStatFAILURE;
     return rdbExists(out, cls);
 }
 
@@ -330,6 +376,59 @@ bool matchFolded(const char* pattern, const char* text) {
     return *pattern == '\0';
 }
 
+// The parsed reference that rdbMakeTmObjref writes for objects of a class,
+// kept once per class: the chain of elements follows from the classes
+// alone, so only the texts of the library, the name and the modifier
+// change from one object to the next.
+struct TmTemplate {
+    const rdbMaster* master = nullptr;
+    const rdbClass* cls = nullptr;
+    bool usable = false;
+    rdbiObjref ref;
+    size_t library = 0;      // the element of the library
+    size_t fixedLength = 0;  // the text's length less library, name and modifier
+};
+std::vector<TmTemplate> templates_;
+
+const rdbClass* libraryFileClass(const char* subdir) {
+    if (!rdbClassLIBRARY || !subdir) return nullptr;
+    for (const rdbClassList* n = rdbClassLIBRARY->children; n; n = n->next)
+        if (n->cls && n->cls->defSubdir && std::strcmp(n->cls->defSubdir, subdir) == 0)
+            return n->cls;
+    return nullptr;
+}
+
+// A part of a reference that the parse gives back as it is: nothing that
+// separates elements or parts of an element.
+bool plainRefPart(const char* text) {
+    return !text[std::strcspn(text, "/\\:@()")];
+}
+
+const TmTemplate* tmTemplate(const rdbClass* cls) {
+    for (const TmTemplate& t : templates_)
+        if (t.cls == cls && t.master == rdbMasterRDPROJ) return t.usable ? &t : nullptr;
+    TmTemplate t;
+    t.master = rdbMasterRDPROJ;
+    t.cls = cls;
+    if (char* text = rdbMakeTmObjref("", "L", cls, "N", nullptr, 0)) {
+        t.fixedLength = std::strlen(text) - 2;
+        ksPathBuf converted;
+        if (rdbiConvertDelim(text, converted) == rdbStatOK &&
+            rdbiParseObjref(converted, &t.ref) == rdbStatOK && t.ref.elems.size() > 1) {
+            const rdbiRefElem& last = t.ref.elems.back();
+            for (size_t i = 0; i + 1 < t.ref.elems.size(); ++i)
+                if (t.ref.elems[i].name == "L") t.library = i;
+            t.usable = t.library > 0 && last.cls == cls && last.name == "N" &&
+                       last.modifier.empty() && last.version == 0 && last.path.empty();
+        }
+        ktMemFree(text);
+    }
+    templates_.push_back(std::move(t));
+    return templates_.back().usable ? &templates_.back() : nullptr;
+}
+
+rdbObject* openResolved(rdbObject* o, uint32_t mode, int* status);
+
 }  // namespace
 
 // ---- Parsing -----------------------------------------------------------------------
@@ -460,17 +559,29 @@ int rdbBuildPath2(const char* dir, const char* subdir, const char* name, const c
                   int32_t version, ksPathBuf& out) {
     out[0] = '\0';
     if (version > kMaxVersion) return rdbStatFAILURE;
-    std::string path;
+    // Built in place: it is asked for each library a look-up passes.
+    size_t n = 0;
+    auto append = [&](const char* text, size_t length) {
+        if (n + length >= sizeof out) return false;
+        std::memcpy(out + n, text, length);
+        n += length;
+        return true;
+    };
+    bool fits = true;
     for (const char* level : {dir, subdir}) {
         if (!level || !*level) continue;
-        path += level;
-        if (path.back() != '/') path += '/';
+        size_t length = std::strlen(level);
+        fits = fits && append(level, length);
+        if (level[length - 1] != '/') fits = fits && append("/", 1);
     }
-    path += name ? name : "";
-    if (modifier && *modifier) path.append(".").append(modifier);
+    if (name) fits = fits && append(name, std::strlen(name));
+    if (modifier && *modifier) fits = fits && append(".", 1) && append(modifier, std::strlen(modifier));
     // A cut path would name another file.
-    if (path.size() >= sizeof out) return rdbStatFAILURE;
-    std::memcpy(out, path.c_str(), path.size() + 1);
+    if (!fits) {
+        out[0] = '\0';
+        return rdbStatFAILURE;
+    }
+    out[n] = '\0';
     return rdbStatOK;
 }
 
@@ -524,7 +635,41 @@ int rdbMatch(const char* pattern, const char* text, uint32_t flags) {
 }
 
 rdbObject* rdbOpenObject(const char* reference, uint32_t mode, int* status) {
-    rdbObject* o = rdbiResolveRef(nullptr, reference, mode, status);
+    return openResolved(rdbiResolveRef(nullptr, reference, mode, status), mode, status);
+}
+
+rdbObject* rdbiOpenTmObject(const char* library, const char* subdir, const char* name,
+                            const char* modifier, uint32_t mode, int* status) {
+    if (!library) library = "";
+    if (!name) name = "";
+    if (!modifier) modifier = "";
+    const rdbClass* cls = libraryFileClass(subdir);
+    const TmTemplate* t = cls && rdbMasterRDPROJ ? tmTemplate(cls) : nullptr;
+    const size_t length = t ? t->fixedLength + std::strlen(library) + std::strlen(name) +
+                                  (*modifier ? 1 + std::strlen(modifier) : 0)
+                            : kMaxRef;
+    if (length >= kMaxRef || !plainRefPart(library) || !plainRefPart(name) ||
+        !plainRefPart(modifier)) {
+        char* ref = rdbMakeTmObjref2(library, subdir, name, modifier);
+        if (!ref) return set(status, rdbStatNULLREF), nullptr;
+        rdbObject* o = rdbOpenObject(ref, mode, status);
+        ktMemFree(ref);
+        return o;
+    }
+    rdbiObjref ref = t->ref;
+    ref.elems[t->library].name = library;
+    ref.elems.back().name = name;
+    ref.elems.back().modifier = modifier;
+    return openResolved(walk(ref, 0, nullptr, mode, status), mode, status);
+}
+
+void rdbiForgetTmRefs() {
+    templates_.clear();
+}
+
+namespace {
+
+rdbObject* openResolved(rdbObject* o, uint32_t mode, int* status) {
     if (!o) return nullptr;
     if (*status == rdbStatOK && o->state != 3) {
         *status = rdbStatOPEN;
@@ -548,3 +693,5 @@ rdbObject* rdbOpenObject(const char* reference, uint32_t mode, int* status) {
     }
     return o;
 }
+
+}  // namespace

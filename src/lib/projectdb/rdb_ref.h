@@ -42,6 +42,16 @@ int rdbiParseFsRef(const char* text, rdbiObjref* ref);
 // status when nothing can be named.
 rdbObject* rdbiResolveRef(rdbObject* base, const char* text, uint32_t mode, int* status);
 
+// As rdbOpenObject of the reference rdbMakeTmObjref2(library, subdir, name,
+// modifier) makes, with the same results and statuses (44 where no
+// reference can be made), but without writing the text and parsing it
+// again when the parts need no parse.
+rdbObject* rdbiOpenTmObject(const char* library, const char* subdir, const char* name,
+                            const char* modifier, uint32_t mode, int* status);
+// Forgets the parsed forms kept for rdbiOpenTmObject; the classes they
+// point to are about to go.
+void rdbiForgetTmRefs();
+
 // The file name of an object of `cls`: the name (the class's default, or
 // the object's with rdbFlagRELNAME) and "." with the modifier (the class's
 // default when none), folded by rdbFlagUPCASE or rdbFlagDNCASE. 0, or 80

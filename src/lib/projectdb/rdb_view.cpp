@@ -7,7 +7,9 @@
 #include <cstring>
 #include <vector>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "kspath.h"
 #include "kssrch.h"
@@ -172,8 +174,68 @@ rdbSearchPath* newSPath(rdbView* view, const char* path, const char* alias, uint
     return s;
 }
 
+// The search paths of one view by the names they answer to (the library's
+// name and the aliases), in capitals, each name with its paths in the
+// order of the view: a library named in a reference is found without a
+// walk over every line of a long library list. Any change to a list of
+// search paths makes it be built again.
+struct SPathIndex {
+    const rdbView* view = nullptr;
+    uint64_t epoch = 0;
+    size_t paths = 0;  // the view's search paths
+    std::unordered_map<std::string, std::vector<rdbSearchPath*>> byName;
+};
+// Up to this many search paths a walk costs less than the look-up.
+constexpr size_t kFewSPaths = 8;
+SPathIndex index_;
+uint64_t spathEpoch_ = 1;
+
+std::string capitals(const char* text) {
+    std::string out = text ? text : "";
+    for (char& c : out)
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    return out;
+}
+
+// The search paths of `view` that may answer to `pattern`, a name with no
+// wildcard; each still has to be matched by its own case rule. Null for a
+// view of so few that a walk is cheaper.
+const std::vector<rdbSearchPath*>* namedSPaths(const rdbView* view, const char* pattern) {
+    if (index_.view != view || index_.epoch != spathEpoch_) {
+        index_.byName.clear();
+        index_.view = view;
+        index_.epoch = spathEpoch_;
+        index_.paths = 0;
+        for (rdbSearchPath* s = view->spaths; s; s = s->next) {
+            ++index_.paths;
+            if (!s->object) continue;
+            auto add = [&](const char* name) {
+                std::vector<rdbSearchPath*>& list = index_.byName[capitals(name)];
+                if (list.empty() || list.back() != s) list.push_back(s);
+            };
+            add(s->object->name);
+            for (const char* a : s->aliases)
+                if (a) add(a);
+        }
+    }
+    if (index_.paths <= kFewSPaths) return nullptr;
+    auto found = index_.byName.find(capitals(pattern));
+    static const std::vector<rdbSearchPath*> none;
+    return found == index_.byName.end() ? &none : &found->second;
+}
+
+bool spathMatches(const rdbSearchPath* s, const char* pattern) {
+    if (!s->object) return false;
+    const uint32_t rule = s->object->cls ? s->object->cls->flags : 0;
+    if (rdbMatch(pattern, s->object->name ? s->object->name : "", rule)) return true;
+    for (const char* a : s->aliases)
+        if (a && rdbMatch(pattern, a, rule)) return true;
+    return false;
+}
+
 // Adds a search path at the end of the view's list.
 void rdbiInsSPID(rdbView* view, rdbSearchPath* s) {
+    rdbiSPathsChanged();
     // A list of thousands of lines is appended to at its end, known.
     rdbSearchPath* prev = view->spaths ? view->lastSPath : nullptr;
     if (view->spaths && (!prev || prev->next)) {
@@ -189,6 +251,7 @@ void rdbiInsSPID(rdbView* view, rdbSearchPath* s) {
 // Orders the search paths by their sort key, keeping the file's order among
 // equal keys.
 void sortSPaths(rdbView* view) {
+    rdbiSPathsChanged();
     std::vector<rdbSearchPath*> all;
     for (rdbSearchPath* s = view->spaths; s; s = s->next) all.push_back(s);
     std::stable_sort(all.begin(), all.end(), [](const rdbSearchPath* a, const rdbSearchPath* b) {
@@ -220,6 +283,7 @@ int rdbiCreateViewSubdirs(rdbObject*, rdbObject* library, rdbView* view) {
 
 // Closes the libraries of a view and forgets its search paths.
 void rdbCloseView(rdbView* view) {
+    if (view->spaths) rdbiSPathsChanged();
     while (rdbSearchPath* s = view->spaths) {
         view->spaths = s->next;
         if (s->object && s->object->kind == rdbKindOBJECT) rdbiCloseObj(s->object, rdbModeFREE);
@@ -539,17 +603,30 @@ rdbObject* rdbFindNextLib(rdbObject* project, rdbObject* previous, const char* p
     return s ? s->object : nullptr;
 }
 
+void rdbiSPathsChanged() {
+    ++spathEpoch_;
+}
+
 rdbSearchPath* rdbFindNextSPath(rdbObject* project, rdbSearchPath* spath, int, const char* pattern,
                                 int* status) {
     if (!pattern) pattern = "*";
-    for (rdbSearchPath* s = rdbNextSPath(project, spath); s; s = rdbNextSPath(project, s)) {
-        if (!s->object) continue;
-        const uint32_t rule = s->object->cls ? s->object->cls->flags : 0;
-        if (rdbMatch(pattern, s->object->name ? s->object->name : "", rule))
-            return set(status, rdbStatOK), s;
-        for (const char* a : s->aliases)
-            if (a && rdbMatch(pattern, a, rule)) return set(status, rdbStatOK), s;
+    // A plain name in the current view: only the paths that answer to it.
+    const std::vector<rdbSearchPath*>* candidates =
+        project->curView && *pattern && !pattern[std::strcspn(pattern, "*?")]
+            ? namedSPaths(project->curView, pattern)
+            : nullptr;
+    if (candidates) {
+        const std::vector<rdbSearchPath*>& named = *candidates;
+        auto at = named.begin();
+        if (spath) at = std::find(named.begin(), named.end(), spath);
+        if (!spath || at != named.end()) {
+            for (at = spath && at != named.end() ? at + 1 : at; at != named.end(); ++at)
+                if (spathMatches(*at, pattern)) return set(status, rdbStatOK), *at;
+            return set(status, rdbStatFAILURE), nullptr;
+        }
     }
+    for (rdbSearchPath* s = rdbNextSPath(project, spath); s; s = rdbNextSPath(project, s))
+        if (spathMatches(s, pattern)) return set(status, rdbStatOK), s;
     return set(status, rdbStatFAILURE), nullptr;
 }
 

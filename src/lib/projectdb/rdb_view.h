@@ -38,3 +38,6 @@ rdbSearchPath* rdbGetSPID(rdbObject* project, rdbObject* library, int* status);
 // 1 when `alias` follows the rule of library names: a letter, then
 // letters, digits and single underscores.
 int rdbiAliasOK(const char* alias);
+// Tells the index of search paths by name that a list of search paths, or
+// the library of one, has changed.
+void rdbiSPathsChanged();

@@ -6,10 +6,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 
+#include "kspath.h"
 #include "ktmem.h"
 #include "rdb_api.h"
+#include "rdb_view.h"
 #include "rdbfixture.h"
 
 namespace {
@@ -191,6 +194,85 @@ TEST_F(Objects, CachedListingsAreNotRefreshed) {
     EXPECT_EQ(symbol("", "newer"), "status 13");
     ASSERT_EQ(rdbTmCacheAllLibraries(project, "Scrivet", 255, 0), 0);
     EXPECT_EQ(symbol("", "newer"), "newer of a\n");
+}
+
+// A symbol opened from the parts of its reference is the one its text
+// names, with the same status, down to names that the text or the making
+// of the absolute path would read otherwise.
+TEST_F(Objects, OpenedByPartsAsByTheReferenceText) {
+    cwd.write("a/sym/odd .1", "spaced\n");
+    cwd.write("a/sym/odd.1", "trimmed\n");
+    cwd.write("b/sym/y@2.1", "at\n");
+    view("DIR [p] ./a (a)\nDIR [r] ./b (b)\n");
+    auto describe = [](rdbObject* o, int st) {
+        if (!o) return "status " + std::to_string(st);
+        std::string text = std::string(o->path) + " " + std::to_string(st) + " ";
+        FILE* f = rdbObjGetFilePtr(o, 0, &st);
+        EXPECT_EQ(rdbCloseObj(o, 0), 0);
+        char line[64] = "";
+        if (f && std::fgets(line, sizeof line, f)) text += line;
+        if (f) std::fclose(f);
+        return text;
+    };
+    // Names that bring the text to 255 and 256 characters.
+    char* shortest = rdbMakeTmObjref2("", "sym", "", "1");
+    ASSERT_NE(shortest, nullptr);
+    const std::string longName(256 - std::strlen(shortest), 'n');
+    ktMemFree(shortest);
+    const char* const cases[][3] = {
+        {"", "x", "1"},  {"b", "x", "1"},   {"B", "y", "1"},   {"c", "x", "1"},
+        {"", "z", "1"},  {"", "odd ", "1"}, {"", "y@2", "1"},  {"", "y", "1)"},
+        {"a/b", "x", "1"}, {"", "x", ""},   {"", "a/sym/x", "1"}, {"", "x", "."},
+        {"", longName.c_str(), "1"},        {"", longName.c_str() + 1, "1"}};
+    for (const auto& c : cases) {
+        int st = -1;
+        char* ref = rdbMakeTmObjref2(c[0], "sym", c[1], c[2]);
+        rdbObject* o = ref ? rdbOpenObject(ref, rdbModeREAD, &st) : nullptr;
+        std::string byText = ref ? describe(o, st) : "no text";
+        if (ref) ktMemFree(ref);
+        st = -1;
+        o = rdbiOpenTmObject(c[0], "sym", c[1], c[2], rdbModeREAD, &st);
+        std::string byParts = !o && st == rdbStatNULLREF && !ref ? "no text" : describe(o, st);
+        EXPECT_EQ(byParts, byText) << c[0] << ":" << c[1] << "." << c[2];
+    }
+    // A file is found at the absolute path that its library's directory and
+    // its name make, as ksAbsPath2 makes it of the whole.
+    auto pathOf = [](const char* name) {
+        int st;
+        rdbObject* o = rdbiOpenTmObject("a", "sym", name, "1", rdbModeREAD, &st);
+        if (!o) return "status " + std::to_string(st);
+        std::string path = o->path;
+        FILE* f = rdbObjGetFilePtr(o, 0, &st);
+        EXPECT_EQ(rdbCloseObj(o, 0), 0);
+        if (f) std::fclose(f);
+        return path;
+    };
+    const std::string x = pathOf("x");
+    const std::string dir = x.substr(0, x.size() - 3);
+    for (const char* name : {"x", "odd ", " x"}) {
+        ksPathBuf abs;
+        ASSERT_EQ(ksAbsPath2((dir + name + ".1").c_str(), abs), KS_OK);
+        EXPECT_EQ(pathOf(name), abs) << "[" << name << "]";
+    }
+}
+
+// A library line added after libraries were looked up by name is found.
+TEST_F(Objects, ALibraryLineAddedLaterIsFoundByName) {
+    // Enough libraries that a name isn't looked for by a walk.
+    std::string lines = "DIR [p] ./a (a)\n";
+    for (int i = 0; i < 12; ++i) {
+        cwd.write("e" + std::to_string(i) + "/sym/x.1", "x of e\n");
+        lines += "DIR [r] ./e" + std::to_string(i) + " (e" + std::to_string(i) + ")\n";
+    }
+    view(lines);
+    EXPECT_EQ(symbol("e11", "x"), "x of e\n");
+    EXPECT_EQ(symbol("a", "y"), "status 13");
+    int st;
+    ASSERT_NE(rdbInsSPID(project, nullptr, "Scrivet", "./b", "a", rdbAccessREADONLY, "", -1, 2,
+                         &st),
+              nullptr);
+    EXPECT_EQ(symbol("a", "y"), "y of b\n");
+    EXPECT_EQ(symbol("A", "x"), "x of a\n");
 }
 
 }  // namespace
