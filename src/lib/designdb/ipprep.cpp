@@ -23,6 +23,7 @@
 #include "iwmsg.h"
 #include "iwname.h"
 #include "iwobj.h"
+#include "iwrdsym.h"
 #include "ixeval.h"
 #include "kspath.h"
 #include "kssrch.h"
@@ -458,19 +459,9 @@ const char* ipgetmsg(int code, ...) {
 // ---- files and buffers ------------------------------------------------------------
 
 FILE* iwvarfopen(const char* path) {
-    if (!path || !*path) return nullptr;
-    std::string copy = path;
-    ktStrLoc(copy.data());
     std::string alias;
-    const char* rest = copy.c_str();
-    if (const char* colon = std::strchr(rest, ':')) {
-        alias.assign(ktStrBlk(rest), colon);
-        rest = colon + 1;
-    }
-    char base[KS_PATHMAX], ext[KS_PATHMAX];
-    if (std::strlen(rest) >= static_cast<size_t>(KS_PATHMAX) ||
-        ksParse(rest, nullptr, nullptr, base, ext) != KS_OK)
-        return nullptr;
+    ksPathBuf base, ext;
+    if (!iwsplitfile(path, &alias, base, ext)) return nullptr;
     const rdbClass* cls = rdbGetClassId(rdbSchemaTESMARK, "rdbClassDLYBIN");
     char* ref = cls ? rdbMakeTmObjref("", alias.c_str(), cls, base, ext, 0) : nullptr;
     if (!ref) return nullptr;

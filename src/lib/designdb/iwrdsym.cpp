@@ -632,18 +632,23 @@ iwsym* iwreadsym(char* name) {
     return sym;
 }
 
-rdbObject* iwvfopen(const char* name, const char* klass) {
-    if (!name || !*name) return nullptr;
+bool iwsplitfile(const char* name, std::string* alias, ksPathBuf& base, ksPathBuf& ext) {
+    if (!name || !*name) return false;
     std::string copy = name;
     ktStrLoc(copy.data());
-    std::string alias;
+    alias->clear();
     const char* rest = copy.c_str();
     if (const char* colon = std::strchr(rest, ':')) {
-        alias.assign(ktStrBlk(rest), colon);
+        alias->assign(ktStrBlk(rest), colon);
         rest = colon + 1;
     }
-    char base[KS_PATHMAX], ext[KS_PATHMAX];
-    if (ksParse(rest, nullptr, nullptr, base, ext) != KS_OK) return nullptr;
+    return std::strlen(rest) < sizeof base && ksParse(rest, nullptr, nullptr, base, ext) == KS_OK;
+}
+
+rdbObject* iwvfopen(const char* name, const char* klass) {
+    std::string alias;
+    ksPathBuf base, ext;
+    if (!iwsplitfile(name, &alias, base, ext)) return nullptr;
     int status = 0;
     rdbObject* obj = rdbiOpenTmObject(alias.c_str(), klass, base, ext, rdbModeREAD, &status);
     if (!obj) return nullptr;

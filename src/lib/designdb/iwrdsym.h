@@ -8,6 +8,9 @@
 // read goes on; only a file that can't be opened or isn't a symbol file,
 // and a bad version, give no symbol.
 #pragma once
+#include <string>
+
+#include "kspath.h"
 
 struct iwsym;
 struct rdbObject;
@@ -21,6 +24,10 @@ iwsym* iwreadsym(char* name);
 // and keeps its stream as the object's user data; null when there is none.
 // The caller closes the object (rdbCloseObj) and then the stream.
 rdbObject* iwvfopen(const char* name, const char* klass);
+// The parts of a library file's name "[alias:]name.ext" as the opens take
+// them: the alias (empty when none) and the base and extension of the
+// name, turned to lower case; false for a name that can't be a file's.
+bool iwsplitfile(const char* name, std::string* alias, ksPathBuf& base, ksPathBuf& ext);
 // The name without its library alias, by the rule of iggrpnam.
 const char* iwparsename(const char* name);
 // The message of the bus expansion's last status, if it is a fault; the
