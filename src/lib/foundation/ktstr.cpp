@@ -390,7 +390,10 @@ int ktStrIsnum(const char* text) {
     return 1;
 }
 
-int ktStrMat(const char* pattern, const char* text) {
+namespace {
+// ktStrMat's walk, with the characters compared by `same`.
+template <typename Same>
+int matchWith(const char* pattern, const char* text, Same same) {
     if (!pattern || !text) return pattern == text;
     // Each `*` may swallow any run; on a mismatch the latest `*` takes one
     // character more. Retrying only the latest one is enough: whatever an
@@ -403,7 +406,7 @@ int ktStrMat(const char* pattern, const char* text) {
             if (!*pattern) return 1;
             star = pattern;
             resume = text;
-        } else if (*pattern && (*pattern == '?' || *pattern == *text)) {
+        } else if (*pattern && (*pattern == '?' || same(*pattern, *text))) {
             ++pattern;
             ++text;
         } else if (star) {
@@ -415,6 +418,19 @@ int ktStrMat(const char* pattern, const char* text) {
     }
     while (*pattern == '*') ++pattern;
     return *pattern == '\0';
+}
+
+char upperAscii(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+}  // namespace
+
+int ktStrMat(const char* pattern, const char* text) {
+    return matchWith(pattern, text, [](char a, char b) { return a == b; });
+}
+
+int ktStrMatFolded(const char* pattern, const char* text) {
+    return matchWith(pattern, text, [](char a, char b) { return upperAscii(a) == upperAscii(b); });
 }
 
 // ---- Tokens and literals -----------------------------------------------------

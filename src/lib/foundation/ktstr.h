@@ -94,6 +94,8 @@ int ktStrCvtToLong(const char* text, long lo, long hi, long* value, const char**
 // for one character; case counts. With a null argument, 1 only when both
 // are the same pointer.
 int ktStrMat(const char* pattern, const char* text);
+// ktStrMat with ASCII letters compared without regard to case.
+int ktStrMatFolded(const char* pattern, const char* text);
 
 // ---- Tokens and literals -----------------------------------------------------
 

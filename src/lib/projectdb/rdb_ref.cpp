@@ -347,35 +347,6 @@ bool foldCase(uint32_t flags) {
     return flags & (rdbFlagNOCASE | rdbFlagUPCASE);
 }
 
-char upperOf(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
-// ktStrMat of both texts in capitals, without making the copies: it is
-// asked for each object a look-up passes.
-bool matchFolded(const char* pattern, const char* text) {
-    const char* star = nullptr;
-    const char* resume = nullptr;
-    while (*text) {
-        if (*pattern == '*') {
-            while (*pattern == '*') ++pattern;
-            if (!*pattern) return true;
-            star = pattern;
-            resume = text;
-        } else if (*pattern && (*pattern == '?' || upperOf(*pattern) == upperOf(*text))) {
-            ++pattern;
-            ++text;
-        } else if (star) {
-            pattern = star;
-            text = ++resume;
-        } else {
-            return false;
-        }
-    }
-    while (*pattern == '*') ++pattern;
-    return *pattern == '\0';
-}
-
 // The parsed reference that rdbMakeTmObjref writes for objects of a class,
 // kept once per class: the chain of elements follows from the classes
 // alone, so only the texts of the library, the name and the modifier
@@ -631,7 +602,7 @@ int rdbMatch(const char* pattern, const char* text, uint32_t flags) {
     if (!text) return pattern && std::strcmp(pattern, "*") == 0;
     if (!pattern || !*pattern) return !*text;
     if (!foldCase(flags)) return ktStrMat(pattern, text);
-    return matchFolded(pattern, text);
+    return ktStrMatFolded(pattern, text) != 0;
 }
 
 rdbObject* rdbOpenObject(const char* reference, uint32_t mode, int* status) {

@@ -50,6 +50,10 @@ TEST(WildcardMatch, StarsAndQuestionMarks) {
         EXPECT_EQ(match(no), 0) << no;
     EXPECT_EQ(ktStrMat(nullptr, nullptr), 1);
     EXPECT_EQ(ktStrMat("*", nullptr), 0);
+    // The case-blind form folds ASCII letters only, on both sides.
+    EXPECT_EQ(ktStrMatFolded("A*", "abc"), 1);
+    EXPECT_EQ(ktStrMatFolded("*.Sym", "AND2.SYM"), 1);
+    EXPECT_EQ(ktStrMatFolded("\xe9?", "\xc9x"), 0);
 }
 
 TEST(NumberRecognition, SignPointAndExponent) {
