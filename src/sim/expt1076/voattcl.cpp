@@ -49,6 +49,8 @@ void voatt_spec(vogroup* group, int) {
     // The port text of the last pin name, made again only when the name changes.
     std::string portName, portText;
     bool portMade = false;
+    const iwspin* portPin = nullptr;
+    const char* portStored = nullptr;
     bool any = false;
     char small[512];
     std::string big;  // a line too long for `small`
@@ -66,7 +68,16 @@ void voatt_spec(vogroup* group, int) {
                 }
             }
             if (!k.node) continue;
-            const char* port = votr(pin->name ? pin->name : "");
+            // The pin's name is translated at its first attribute; the
+            // others take what translating it again gives.
+            const char* port;
+            if (pin != portPin) {
+                port = votr(pin->name ? pin->name : "");
+                portStored = votrstored();
+                portPin = pin;
+            } else {
+                port = portStored;
+            }
             if (!portMade || portName != port) {
                 portName = port;
                 portText = ktMsgStatic(msgFp, VOM_ATTPORT, port);
