@@ -24,6 +24,26 @@ namespace {
 bool writable(const voattr* a) {
     return a && a->vhdlname && ktStrIcmp(a->vhdlname, "NET_ALIAS") != 0;
 }
+// A template of one string, put together here when it is literal text
+// around a plain %s: the same text as formatting it, at the cost of two
+// copies. Fetched at its first use, where formatting it would fetch it.
+struct Around {
+    int state = 0;  // 0: not fetched yet; 1: split; 2: formatted at each use
+    std::string before, after;
+
+    // Appends the template `number` with `arg` to `out`.
+    void append(int number, const char* arg, std::string& out) {
+        if (state == 0) {
+            const char *b, *a;
+            state = ktMsgAroundString(msgFp, number, &b, &a) ? 1 : 2;
+            if (state == 1) before = b, after = a;
+        }
+        if (state == 1)
+            out.append(before).append(arg).append(after);
+        else
+            out.append(ktMsgStatic(msgFp, number, arg));
+    }
+};
 }  // namespace
 
 void voatt_decl(vogroup* group, int mask) {
@@ -49,12 +69,13 @@ void voatt_spec(vogroup* group, int) {
     // The port text of the last pin name, made again only when the name changes.
     std::string portName, portText;
     bool portMade = false;
-    const iwspin* portPin = nullptr;
-    const char* portStored = nullptr;
+    Around portTemplate, endTemplate;
     bool any = false;
-    char small[512];
-    std::string big;  // a line too long for `small`
+    std::string line;
     for (const iwspin* pin = symbol ? symbol->pins : nullptr; pin; pin = pin->next) {
+        // The pin's name is translated at its first attribute; the others
+        // take what translating it again gives.
+        const char* stored = nullptr;
         for (const iwatt* a = pin->attributes; a; a = a->next) {
             auto [at, fresh] = known.try_emplace(a->name);
             Known& k = at->second;
@@ -68,31 +89,22 @@ void voatt_spec(vogroup* group, int) {
                 }
             }
             if (!k.node) continue;
-            // The pin's name is translated at its first attribute; the
-            // others take what translating it again gives.
-            const char* port;
-            if (pin != portPin) {
+            const char* port = stored;
+            if (!port) {
                 port = votr(pin->name ? pin->name : "");
-                portStored = votrstored();
-                portPin = pin;
-            } else {
-                port = portStored;
+                stored = votrstored();
             }
             if (!portMade || portName != port) {
                 portName = port;
-                portText = ktMsgStatic(msgFp, VOM_ATTPORT, port);
+                portText.clear();
+                portTemplate.append(VOM_ATTPORT, portName.c_str(), portText);
                 portMade = true;
             }
             // The three templates make one line, which goes out as one token.
-            const char* end =
-                ktMsgStatic(msgFp, VOM_ATTSPECEND, voeval(a->value, k.node->attr->type));
-            const size_t endLength = std::strlen(end);
-            const size_t length = k.head.size() + portText.size() + endLength;
-            char* text = length < sizeof small ? small : (big.resize(length), big.data());
-            std::memcpy(text, k.head.data(), k.head.size());
-            std::memcpy(text + k.head.size(), portText.data(), portText.size());
-            std::memcpy(text + k.head.size() + portText.size(), end, endLength + 1);
-            votok(VOTOK_NLAFTER, text);
+            const char* value = voeval(a->value, k.node->attr->type);
+            line.assign(k.head).append(portText);
+            endTemplate.append(VOM_ATTSPECEND, value, line);
+            votok(VOTOK_NLAFTER, line.c_str());
             any = true;
         }
     }
