@@ -7,6 +7,7 @@
 // type) finds the name it was stored as.
 #include "iwname.h"
 
+#include <array>
 #include <cstring>
 #include <initializer_list>
 
@@ -34,9 +35,16 @@ constexpr int kRecentBits = 10;
 constexpr uint32_t kRecent = 1u << kRecentBits;
 Slot recent_[kRecent];
 
-char upper(char c) {
+constexpr char upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
+
+// upper() of every byte.
+constexpr auto kUpper = [] {
+    std::array<char, 256> t{};
+    for (int c = 0; c < 256; ++c) t[c] = upper(static_cast<char>(c));
+    return t;
+}();
 
 uint32_t hashOf(const char* text) {
     uint32_t h = 0;
@@ -95,17 +103,22 @@ char* iwmkname(const char* text) {
         count_ = 0;
     }
     // The hash and, for a text of usual length, the text in capitals, in
-    // one pass; the capitals are then compared with strcmp.
+    // one pass; the capitals are then compared with strcmp. Nearly every
+    // call finds its name at once, so this pass is most of the cost.
     char folded[256];
     uint32_t h = 0;
     size_t n = 0;
-    for (const char* p = text; *p; ++p, ++n) {
-        const char u = upper(*p);
+    const auto* p = reinterpret_cast<const unsigned char*>(text);
+    for (; n < sizeof folded - 1 && p[n]; ++n) {
+        const char u = kUpper[p[n]];
         h = h * 10 + static_cast<uint32_t>(static_cast<signed char>(u));
-        if (n < sizeof folded) folded[n] = u;
+        folded[n] = u;
     }
-    const bool short_ = n < sizeof folded;
-    if (short_) folded[n] = '\0';
+    const bool short_ = !p[n];
+    if (short_)
+        folded[n] = '\0';
+    else
+        for (; p[n]; ++n) h = h * 10 + static_cast<uint32_t>(static_cast<signed char>(kUpper[p[n]]));
     auto same = [&](const Slot& s) {
         return s.text && s.hash == h &&
                (short_ ? std::strcmp(folded, s.text) : compareFolded(text, s.text)) == 0;

@@ -780,6 +780,46 @@ int ktMsgCopyAlloc(void* data, const char* text) {
     return 0;
 }
 
+namespace {
+// The pieces of a text, read by ktMsgAroundString.
+struct Around {
+    const char* before = "";
+    const char* after = "";
+    int directives = 0;
+    bool fits = true;
+};
+
+int onAroundPiece(const ktSpFmtDesc* d, void* data) {
+    auto* a = static_cast<Around*>(data);
+    if (d->kind == KT_SPFMT_TEXT && a->directives == 0 && !*a->before) {
+        a->before = d->text;
+    } else if (d->kind == KT_SPFMT_TEXT && a->directives == 1 && !*a->after) {
+        a->after = d->text;
+    } else if (d->kind == KT_SPFMT_DIRECTIVE && a->directives == 0 && !*a->after &&
+               d->position == -1 && !d->flags && d->width == -1 && d->precision == -1 &&
+               d->type == KT_SPFMT_STRING && d->conv && std::strcmp(d->conv, "s") == 0) {
+        ++a->directives;
+    } else {
+        a->fits = false;
+        return 0;
+    }
+    return 1;
+}
+}  // namespace
+
+int ktMsgAroundString(ktMsgHandle* handle, int number, const char** before, const char** after) {
+    if (!isOpen(handle)) invalidHandle(handle, "ktMsgAroundString");
+    char missing[kMissingSize];
+    const CacheEntry* e = fetchEntry(handle, number, missing);
+    if (!e || !e->prog) return 0;
+    Around a;
+    ktSpFmtProgRun(e->prog, onAroundPiece, &a);
+    if (!a.fits || a.directives != 1) return 0;
+    *before = a.before;
+    *after = a.after;
+    return 1;
+}
+
 char* ktMsgStaticVa(ktMsgHandle* handle, int number, va_list args) {
     if (!staticText) {
         staticSize = spareSize = kStaticStep;

@@ -123,6 +123,14 @@ int ktMsgCopyToBuffer(void* data, const char* text);
 // the caller to release with ktStrFree; 0.
 int ktMsgCopyAlloc(void* data, const char* text);
 
+// For a message that is literal text around one plain %s (no position,
+// flags, width or precision): its text in front of the directive and
+// behind it, which is what the message formatted with a string holds
+// around that string. The texts are good until the next fetch of a
+// message. 0, with nothing set, for any other message and for one that
+// cannot be read; a fetch that fails throws as ktMsgStatic does.
+int ktMsgAroundString(ktMsgHandle* handle, int number, const char** before, const char** after);
+
 // The formatted message in the static buffer, good until the next call.
 char* ktMsgStatic(ktMsgHandle* handle, int number, ...);
 char* ktMsgStaticVa(ktMsgHandle* handle, int number, va_list args);

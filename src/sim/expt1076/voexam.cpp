@@ -206,11 +206,12 @@ void addConstant(vogroup* g, iwatt* a) {
 }
 
 // One pin attribute that is none of the translator's own: its voattr, made
-// on first sight in the run, and its node in g.alist.
-void addPinAttribute(vogroup* g, const iwatt* a) {
+// on first sight in the run, and its node in g.alist, which is returned
+// (null when the attribute is dropped).
+voalist* addPinAttribute(vogroup* g, const iwatt* a) {
     if (voalist* node = vofindal(a->name, g->alist)) {
         node->flags |= 2;
-        return;
+        return node;
     }
     voattr* attr = vofindatt(a->name);
     if (!attr) {
@@ -222,12 +223,13 @@ void addPinAttribute(vogroup* g, const iwatt* a) {
         vo->attrs = attr;
     }
     // An ATTRIBUTE entry with NULL drops the attribute.
-    if (!attr->vhdlname) return;
+    if (!attr->vhdlname) return nullptr;
     voalist* node = voalistbloc();
     node->attr = attr;
     node->flags = 2;
     node->next = g->alist;
     g->alist = node;
+    return node;
 }
 
 // A pin's PINTYPE or VHDL_PORT_MODE: a type nobody declared is learned
@@ -313,16 +315,53 @@ void vogroupnames(vogroup* g) {
 
 void voattpins(vogroup* g) {
     const iwsym* symbol = firstSymbol(g);
+    // The pins of a symbol mostly carry the same few attribute names, shared
+    // by address in the database's name pool, and the same few pin types:
+    // what a name was found to be, and the types already learned, are kept
+    // for the symbol's other pins. A name sorted once sorts the same way
+    // again, and a type once learned is in the list for good.
+    enum Kind { kTyped, kFiltered, kListed };
+    struct Seen {
+        const char* name;
+        Kind kind;
+        voalist* node;  // kListed: the name's node in g->alist
+    };
+    constexpr int kKept = 16;
+    Seen seen[kKept];
+    int seenCount = 0;
+    const char* learned[kKept];
+    int learnedCount = 0;
+    auto known = [&](const char* name) -> const Seen* {
+        for (int i = 0; i < seenCount; ++i)
+            if (seen[i].name == name) return &seen[i];
+        return nullptr;
+    };
+    auto keep = [&](const char* name, Kind kind, voalist* node) {
+        if (name && seenCount < kKept) seen[seenCount++] = Seen{name, kind, node};
+    };
     for (const iwspin* pin = symbol ? symbol->pins : nullptr; pin; pin = pin->next) {
         bool typed = false;
         for (const iwatt* a = pin->attributes; a; a = a->next) {
+            const Seen* s = a->name ? known(a->name) : nullptr;
+            if (s && s->kind == kListed) {
+                s->node->flags |= 2;
+                continue;
+            }
+            if (s && s->kind == kFiltered) continue;
             const char lead = leadOf(a);
-            if ((lead == 'P' && ktStrIcmp(a->name, "PINTYPE") == 0) ||
+            if (s || (lead == 'P' && ktStrIcmp(a->name, "PINTYPE") == 0) ||
                 (lead == 'V' && named(a, VORES_PORT_MODE))) {
+                if (!s) keep(a->name, kTyped, nullptr);
                 typed = true;
+                bool done = false;
+                for (int i = 0; i < learnedCount && !done; ++i) done = learned[i] == a->value;
+                if (done) continue;
                 learnPinType(a);
+                if (a->value && learnedCount < kKept) learned[learnedCount++] = a->value;
             } else if (!voattfilter(const_cast<iwatt*>(a))) {
-                addPinAttribute(g, a);
+                if (voalist* node = addPinAttribute(g, a)) keep(a->name, kListed, node);
+            } else {
+                keep(a->name, kFiltered, nullptr);
             }
         }
         if (!typed) ++g->nopintype;

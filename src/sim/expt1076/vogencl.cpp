@@ -50,13 +50,37 @@ std::string key(const char* name) {
     return k;
 }
 
+// Whether two names are the same key.
+bool sameKey(const char* a, const char* b) {
+    if (!a) a = "";
+    if (!b) b = "";
+    for (;; ++a, ++b) {
+        char x = *a, y = *b;
+        if (x >= 'a' && x <= 'z') x = static_cast<char>(x - 'a' + 'A');
+        if (y >= 'a' && y <= 'z') y = static_cast<char>(y - 'a' + 'A');
+        if (x != y) return false;
+        if (!x) return true;
+    }
+}
+
+// A list of up to this many entries is searched along: for the few
+// attributes and generics of a usual symbol, cheaper than building a map.
+constexpr size_t kWalked = 32;
+
 // The attributes of a symbol by position, and where each name first
-// stands, so that a generic finds its attribute without a walk of the list.
+// stands, so that a generic finds its attribute without a walk of a long
+// list.
 struct SymbolAttributes {
+    iwatt* head = nullptr;
+    bool walked = true;
     std::vector<iwatt*> list;
     std::unordered_map<std::string, size_t> first;
 
-    explicit SymbolAttributes(iwatt* head) {
+    explicit SymbolAttributes(iwatt* from) : head(from) {
+        size_t n = 0;
+        for (iwatt* a = head; a && n <= kWalked; a = a->next) ++n;
+        if (n <= kWalked) return;
+        walked = false;
         for (iwatt* a = head; a; a = a->next) {
             first.emplace(key(a->name), list.size());
             list.push_back(a);
@@ -65,10 +89,40 @@ struct SymbolAttributes {
     // The attribute `steps` places behind the first one named `name`; the
     // list is sorted, so these are the further attributes of that name.
     iwatt* find(const char* name, int steps) const {
+        if (walked) {
+            iwatt* a = head;
+            while (a && !sameKey(a->name, name)) a = a->next;
+            for (int i = 0; a && i < steps; ++i) a = a->next;
+            return a;
+        }
         auto it = first.find(key(name));
         if (it == first.end()) return nullptr;
         const size_t at = it->second + static_cast<size_t>(steps);
         return at < list.size() ? list[at] : nullptr;
+    }
+};
+
+// How often each generic's name stood earlier in the list, left-out
+// generics too.
+struct Repeats {
+    const voglist* head;
+    bool walked = true;
+    std::unordered_map<std::string, int> seen;
+
+    explicit Repeats(const voglist* from) : head(from) {
+        size_t n = 0;
+        for (const voglist* l = head; l && n <= kWalked; l = l->next) ++n;
+        walked = n <= kWalked;
+    }
+    // Called for each node in list order.
+    int next(const voglist* node) {
+        const vogen* g = node->gen;
+        if (!g) return 0;
+        if (!walked) return seen[key(g->name)]++;
+        int dups = 0;
+        for (const voglist* l = head; l != node; l = l->next)
+            if (l->gen && sameKey(l->gen->name, g->name)) ++dups;
+        return dups;
     }
 };
 
@@ -156,9 +210,12 @@ TimeField readField(const std::string& text) {
 }
 
 char* formatTime(double value, const char* unit) {
-    char number[400];  // the widest double in %.2f
-    std::snprintf(number, sizeof number, "%.2f", value);
-    return ktStrCpy((std::string(number) + " " + unit).c_str());
+    char text[400 + 16];  // the widest double in %.2f, a blank and a short unit
+    const int n = std::snprintf(text, sizeof text, "%.2f %s", value, unit);
+    if (n >= 0 && static_cast<size_t>(n) < sizeof text) return ktStrCpy(text);
+    // A unit of TICKSIZE may be any length.
+    std::snprintf(text, sizeof text, "%.2f", value);
+    return ktStrCpy((std::string(text) + " " + unit).c_str());
 }
 
 // The typical value of a time given as min:max: their mean when both are
@@ -184,12 +241,11 @@ void vogen_clause(vogroup* group) {
 
     const iwsym* symbol = group->grp ? group->grp->symbols : nullptr;
     const SymbolAttributes attributes(symbol ? symbol->attributes : nullptr);
-    // How often each name stood in the list so far, generics left out too.
-    std::unordered_map<std::string, int> seen;
+    Repeats repeats(group->gens);
     int count = 0;
     for (const voglist* n = group->gens; n; n = n->next) {
         const vogen* g = n->gen;
-        const int dups = g ? seen[key(g->name)]++ : 0;
+        const int dups = repeats.next(n);
         if (leftOut(g)) continue;
         if (dups > 0) warnRepeated(group, g);
         const iwatt* a = attributes.find(g->name, dups);

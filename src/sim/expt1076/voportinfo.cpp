@@ -211,11 +211,10 @@ void buildIndex(const iwsym* symbol) {
         char base[VOTR_BUFSIZE];
         voGetScrivetName(pinName(p), base);
         // Kept for the pin's turn: what the translation gives from then on.
-        char again[VOTR_BUFSIZE];
-        voCopyName(again, votrstored(), sizeof again);
+        const char* again = votrstored();
         index_.pins.push_back(p);
         index_.baseAt.push_back(static_cast<uint32_t>(index_.baseTexts.size()));
-        index_.baseTexts.append(again, std::strlen(again) + 1);
+        index_.baseTexts.append(again, strnlen(again, VOTR_BUFSIZE - 1)).push_back('\0');
         FoldedTable::Slot* s = index_.bases.find(base, true);
         index_.baseSlot.push_back(index_.bases.indexOf(s));
         if (!s->first)

@@ -500,8 +500,12 @@ const char* votrstored() {
 }
 
 char* voGetScrivetName(const char* name, char* out) {
+    if (!name) name = "";
+    // A name without a subscript that fits is translated as it stands.
+    const size_t n = strnlen(name, VOTR_BUFSIZE);
+    if (n < VOTR_BUFSIZE && !std::memchr(name, '[', n)) return voCopyName(out, votr(name), VOTR_BUFSIZE);
     char base[VOTR_BUFSIZE];
-    voCopyName(base, name ? name : "", sizeof base);
+    voCopyName(base, name, sizeof base);
     if (char* bracket = std::strchr(base, '[')) *bracket = '\0';
     return voCopyName(out, votr(base), VOTR_BUFSIZE);
 }

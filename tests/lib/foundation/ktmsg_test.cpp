@@ -129,6 +129,28 @@ TEST_F(MessageFiles, ThePreviousTextMayBeAnArgument) {
     }());
 }
 
+TEST_F(MessageFiles, TextAroundOneStringOnlyWhereFormattingIsPlainCopying) {
+    FileSpec spec;
+    spec.messages = {{1, "attribute %s of "}, {2, "%s;"},   {3, "%s"},     {4, "100%% %s"},
+                     {5, "a %-4s b"},         {6, "%d ns"}, {7, "%s+%s"},  {8, "%1$s"},
+                     {9, "no directive"},     {10, "%.2s x"}};
+    ktMsgHandle* h = open("around", spec);
+    const char *before = nullptr, *after = nullptr;
+    const std::pair<int, std::pair<const char*, const char*>> split[] = {
+        {1, {"attribute ", " of "}}, {2, {"", ";"}}, {3, {"", ""}}, {4, {"100% ", ""}}};
+    for (const auto& [n, texts] : split) {
+        ASSERT_EQ(ktMsgAroundString(h, n, &before, &after), 1) << n;
+        EXPECT_STREQ(before, texts.first) << n;
+        EXPECT_STREQ(after, texts.second) << n;
+        EXPECT_EQ(std::string(before) + "arg" + after, std::string(ktMsgStatic(h, n, "arg")));
+    }
+    // A width, another type, a second directive, a position, a precision or
+    // no directive at all: left to the formatter.
+    for (int n = 5; n <= 10; ++n) EXPECT_EQ(ktMsgAroundString(h, n, &before, &after), 0) << n;
+    EXPECT_EQ(thrown([&] { ktMsgAroundString(h, 11, &before, &after); }).number,
+              KTM_MSG_NOMESSAGE);
+}
+
 TEST_F(MessageFiles, MissingMessagesAndFiles) {
     ktMsgHandle* h = open("gaps", numbered(1, 1));
     Thrown t = thrown([&] { ktMsgStatic(h, 2); });

@@ -4,7 +4,9 @@
 
 #include <gmock/gmock.h>
 
+#include <string>
 #include <tuple>
+#include <vector>
 
 #include "ktstr.h"
 #include "modelrun.h"
@@ -40,6 +42,17 @@ end PART;
 )");
     EXPECT_THAT(run.err, testing::HasSubstr("Warning 847: - sym PART:  Generic PART stands"));
     EXPECT_THAT(run.err, testing::HasSubstr("0 error(s), 2 warning(s)"));
+
+    // A symbol with many attributes: repeats are counted and their
+    // attributes found the same way (the generics list, headed by another
+    // name, holds the three in the opposite order).
+    std::vector<std::string> many = {"U PART=A", "U PART=C", "U PART=B"};
+    for (int i = 0; i < 40; ++i) many.push_back("U G" + std::to_string(100 + i) + "=" + std::to_string(i));
+    const std::string text = entity(many, "PREFIX x_\n");
+    for (const char* line : {"(G100 : string := \"0\";\n             PART : string := \"C\"",
+                             "x_PART : string := \"B\"", "x_x_PART : string := \"A\"",
+                             "G139 : string := \"39\""})
+        EXPECT_THAT(text, testing::HasSubstr(line));
 }
 
 // Ticks of 0.1 ns or of TICKSIZE, times with their own unit, and the
@@ -64,6 +77,13 @@ TEST(TimeValue, TicksUnitsAndTheDelayWord) {
         EXPECT_STREQ(t, time) << value << " with DELAY " << kind;
         ktStrFree(t);
     }
+    // A unit of any length is kept whole.
+    std::string unit(600, 'u');
+    tick.unit = unit.data();
+    vo->ini->delay = &delay, vo->ini->ticksize = &tick, delay.kind = 1;
+    char* t = votimeval("4");
+    EXPECT_EQ(std::string(t), "2.00 " + unit);
+    ktStrFree(t);
     vo->ini->delay = nullptr, vo->ini->ticksize = nullptr;
     vodatafree(vo);
     vo = nullptr;
