@@ -19,6 +19,13 @@ TEST_F(NameTable, NamesAreStoredInCapitals) {
     EXPECT_STREQ(iwmkname(nullptr), "");
     // Only ASCII letters are folded; a byte with the top bit set stays.
     EXPECT_STREQ(iwmkname("a\xe9z~"), "A\xe9Z~");
+    // Long names, on either side of the length folded in one pass.
+    for (size_t n : {254, 255, 256, 300}) {
+        const char* stored = iwmkname(std::string(n, 'q').c_str());
+        EXPECT_EQ(stored, std::string(n, 'Q'));
+        EXPECT_EQ(iwmkname(std::string(n, 'Q').c_str()), stored) << n;
+        EXPECT_NE(iwmkname((std::string(n - 1, 'q') + "r").c_str()), stored) << n;
+    }
 }
 
 TEST_F(NameTable, ANameIsFoundAgainHoweverManyCameAfterIt) {
