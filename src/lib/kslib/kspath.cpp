@@ -617,13 +617,11 @@ int ksXfer(FILE* from, FILE* to) {
     return std::ferror(from) ? KS_IOERROR : KS_OK;
 }
 
-FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
-    struct stat st;
-    if (time) *time = 0;
-    if (!path || !mode || mode[0] != 'r' || std::strchr(mode, '+')) {
-        errno = EINVAL;
-        return nullptr;
-    }
+namespace {
+// The descriptor of the regular file at `path`, opened for reading, with
+// what fstat says of it; -1 with errno set otherwise (EINVAL for anything
+// but a regular file).
+int openRegular(const char* path, struct stat& st) {
     auto regular = [](const struct stat& s) {
         if (S_ISREG(s.st_mode)) return true;
         errno = EINVAL;
@@ -635,12 +633,28 @@ FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
     // meanwhile.
     bool looked = lastRegular[0] && std::strcmp(lastRegular, path) == 0;
     lastRegular[0] = '\0';
-    if (!looked && (ksSysV.stat(path, &st) != 0 || !regular(st))) return nullptr;
+    if (!looked && (ksSysV.stat(path, &st) != 0 || !regular(st))) return -1;
     int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return nullptr;
-    FILE* f = nullptr;
+    if (fd < 0) return -1;
     // A regular file never blocks a read: the descriptor may keep O_NONBLOCK.
-    if (fstat(fd, &st) == 0 && regular(st)) f = fdopen(fd, mode);
+    if (fstat(fd, &st) == 0 && regular(st)) return fd;
+    int e = errno;
+    close(fd);
+    errno = e;
+    return -1;
+}
+}  // namespace
+
+FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
+    struct stat st;
+    if (time) *time = 0;
+    if (!path || !mode || mode[0] != 'r' || std::strchr(mode, '+')) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    int fd = openRegular(path, st);
+    if (fd < 0) return nullptr;
+    FILE* f = fdopen(fd, mode);
     if (!f) {
         int e = errno;
         close(fd);
@@ -649,6 +663,18 @@ FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
     }
     if (time) *time = localSeconds(st.st_mtime);
     return f;
+}
+
+int ksOpenRead(const char* path, long* size) {
+    struct stat st;
+    if (size) *size = 0;
+    if (!path) {
+        errno = EINVAL;
+        return -1;
+    }
+    int fd = openRegular(path, st);
+    if (fd >= 0 && size) *size = static_cast<long>(st.st_size);
+    return fd;
 }
 
 FILE* ksFopen(const char* path, const char* mode) {
