@@ -124,6 +124,22 @@ void reverse(uint8_t* bytes, size_t n) {
     for (size_t i = 0, j = n - 1; i < j; ++i, --j) std::swap(bytes[i], bytes[j]);
 }
 
+// Reverses the bytes of each of `count` values of `width` bytes.
+void swapAll(uint8_t* out, size_t count, size_t width) {
+    auto each = [&](auto word, auto flip) {
+        for (size_t i = 0; i < count; ++i) {
+            decltype(word) v;
+            std::memcpy(&v, out + i * width, sizeof v);
+            v = flip(v);
+            std::memcpy(out + i * width, &v, sizeof v);
+        }
+    };
+    if (width == 2) return each(uint16_t{}, [](uint16_t v) { return __builtin_bswap16(v); });
+    if (width == 4) return each(uint32_t{}, [](uint32_t v) { return __builtin_bswap32(v); });
+    if (width == 8) return each(uint64_t{}, [](uint64_t v) { return __builtin_bswap64(v); });
+    for (size_t i = 0; i < count; ++i) reverse(out + i * width, width);
+}
+
 int modeNumber(const char* mode) {
     if (std::strcmp(mode, "r") == 0) return KT_DUFS_READ;
     if (std::strcmp(mode, "w") == 0) return KT_DUFS_WRITE;
@@ -321,8 +337,7 @@ size_t ktDufsBRead(ktDufsB* h, void* buffer, size_t count, int type, int isSigne
 
     size_t width = kMemWidth[type];
     size_t got = readRaw(h, out, width, count);
-    if (h->swap && width > 1)
-        for (size_t i = 0; i < got; ++i) reverse(out + i * width, width);
+    if (h->swap && width > 1) swapAll(out, got, width);
     return got;
 }
 

@@ -334,10 +334,9 @@ struct Reading {
     }
 };
 
-// Opens a plain file: a device or a pipe could give no end.
+// Opens a plain file: a device or a pipe could give no end, and the
+// binary file layer opens nothing else for reading.
 ktDufsB* openPlain(const char* path) {
-    struct stat st;
-    if (stat(path, &st) != 0 || !S_ISREG(st.st_mode)) return nullptr;
     return ktDufsBFopen(path, "r");
 }
 
