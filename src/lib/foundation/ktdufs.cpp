@@ -326,6 +326,17 @@ int ktDufsBFclose(ktDufsB* h) {
 }
 
 size_t ktDufsBRead(ktDufsB* h, void* buffer, size_t count, int type, int isSigned) {
+    // The common case first: one value of a file held in memory, at the
+    // host's width.
+    if (h && h->magic == KT_DUFS_MAGIC && !h->stream && buffer && count == 1 &&
+        type >= KT_DUFS_BYTES && type < KT_DUFS_STRING && !h->widths[type].differs) {
+        size_t width = kMemWidth[type];
+        if (h->at >= h->size || h->size - h->at < width) return readRaw(h, buffer, width, 1);
+        std::memcpy(buffer, h->data + h->at, width);
+        h->at += width;
+        if (h->swap && width > 1) swapAll(static_cast<uint8_t*>(buffer), 1, width);
+        return 1;
+    }
     checkHandle(h, "ktDufsBRead");
     if (!buffer) fail(KT_EX_PRECOND, "ktDufsBRead", nullptr, KTM_DUFS_NULLARG);
     checkType(type, "ktDufsBRead");

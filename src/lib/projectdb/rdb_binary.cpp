@@ -92,7 +92,8 @@ struct In {
 
     // A string of at most 255 characters; "" past the end.
     std::string string(const char* label, bool nullIfEmpty = false) {
-        char buf[KT_DUFS_STRINGMAX] = "";
+        char buf[KT_DUFS_STRINGMAX];
+        buf[0] = '\0';
         if (end || ktDufsBReadString(f, buf) != 1) {
             end = true;
             buf[0] = '\0';
