@@ -506,8 +506,31 @@ int ksConvPath(const char* path, char* out) {
     return KS_OK;
 }
 
+namespace {
+// Whether `path` is already what ksAbsPath2 makes of it: absolute, with
+// nothing to convert, expand, trim or resolve, and no final '.' that the
+// extension rules could touch.
+bool alreadyAbsolute(string_view p) {
+    if (p.empty() || p.front() != '/' || p.size() > kMaxLen || p.back() == '.') return false;
+    for (size_t i = 0; i < p.size(); ++i) {
+        char c = p[i];
+        if (c == '\\' || std::isspace(static_cast<unsigned char>(c))) return false;
+        if (c != '/') continue;
+        string_view next = p.substr(i + 1);
+        if (next.starts_with('/') || next == "." || next.starts_with("./") || next == ".." ||
+            next.starts_with("../"))
+            return false;
+    }
+    return true;
+}
+}  // namespace
+
 int ksAbsPath2(const char* path, ksPathBuf& out) {
     if (!path) return KS_BADSPEC;
+    if (size_t n = std::strlen(path); alreadyAbsolute(string_view(path, n))) {
+        std::memmove(out, path, n + 1);
+        return KS_OK;
+    }
     char work[KS_PATHMAX];
     if (ksConvPath(path, work) != KS_OK) return KS_BADSPEC;
     int st = expandHome(work);
