@@ -64,18 +64,6 @@ void put(char* out, string_view text) {
     out[n] = '\0';
 }
 
-// A pooled string released on every way out.
-struct Pooled {
-    char* text;
-    explicit Pooled(char* t) : text(t) {}
-    ~Pooled() {
-        if (text) ktStrFree(text);
-    }
-    Pooled(const Pooled&) = delete;
-    Pooled& operator=(const Pooled&) = delete;
-    string_view view() const { return text ? string_view(text) : string_view(); }
-};
-
 int parse(const char* path, char* dev, char* dir, char* name, char* ext, char* nameext) {
     if (!path) return KS_BADSPEC;
     size_t len = std::strlen(path);
