@@ -3,8 +3,13 @@
 // layout is the host's, a read is one fread; other files are converted
 // value by value through a most-significant-first scratch copy, which keeps
 // the widening and narrowing rules the same on hosts of either byte order.
+// A file opened for reading is read whole at the open (unless it is very
+// large) and decoded from memory: one read instead of a call per value.
 #include "ktdufs.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstdio>
@@ -25,7 +30,9 @@ struct ktDufsWidth {
 };
 
 struct ktDufsB {
-    FILE* stream;
+    FILE* stream;           // null while the file is read from `data`
+    uint8_t* data;          // a read file's bytes behind the two leading ones
+    size_t size, at;        // their number and the position among them
     char* name;             // the path it was opened with, pooled
     uint32_t magic;         // KT_DUFS_MAGIC while the handle is valid
     int converted;          // 1 if any value needs work on the way in or out
@@ -41,6 +48,45 @@ constexpr uint8_t kMemWidth[8] = {1, 2, 4, 4, 4, 4, 8, 1};
 constexpr bool kHostMsbFirst = std::endian::native == std::endian::big;
 // The widest value a machine description can declare: a 16-byte int.
 constexpr size_t kMaxWidth = 16;
+// A read file up to this size is held in memory; a larger one is streamed.
+constexpr long kWholeMax = 4L << 20;
+
+// Reads what is left of the stream or the memory copy, as fread would.
+size_t readRaw(ktDufsB* h, void* out, size_t width, size_t count) {
+    if (h->stream) return std::fread(out, width, count, h->stream);
+    if (width == 0) return 0;
+    size_t left = h->at < h->size ? h->size - h->at : 0;
+    size_t n = std::min(count, left / width);
+    if (n) std::memcpy(out, h->data + h->at, n * width);
+    // A value cut by the end is consumed, as fread consumes it.
+    h->at += std::min(count * width, left);
+    return n;
+}
+
+// The bytes of the regular file open at `fd` (its size then `size`), read
+// to its end into memory of ktMem: null and errno set on a failed read.
+uint8_t* readWhole(int fd, long size, size_t* got) {
+    size_t room = static_cast<size_t>(size) + 1, have = 0;
+    auto* data = static_cast<uint8_t*>(ktMemMalloc(room, "ktDufsData"));
+    for (;;) {
+        ssize_t n = read(fd, data + have, room - have);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) {
+            int e = errno;
+            ktMemFree(data);
+            errno = e;
+            return nullptr;
+        }
+        have += static_cast<size_t>(n);
+        // A short read of a regular file is its end; a full one means it
+        // grew since it was measured.
+        if (have < room) break;
+        room *= 2;
+        data = static_cast<uint8_t*>(ktMemRealloc(data, room, "ktDufsData"));
+    }
+    *got = have;
+    return data;
+}
 
 // The library's own message file can't explain a failure to open itself.
 bool isOwnMessageFile(const char* path, char* name, char* ext) {
@@ -76,6 +122,22 @@ void checkType(int type, const char* routine) {
 
 void reverse(uint8_t* bytes, size_t n) {
     for (size_t i = 0, j = n - 1; i < j; ++i, --j) std::swap(bytes[i], bytes[j]);
+}
+
+// Reverses the bytes of each of `count` values of `width` bytes.
+void swapAll(uint8_t* out, size_t count, size_t width) {
+    auto each = [&](auto word, auto flip) {
+        for (size_t i = 0; i < count; ++i) {
+            decltype(word) v;
+            std::memcpy(&v, out + i * width, sizeof v);
+            v = flip(v);
+            std::memcpy(out + i * width, &v, sizeof v);
+        }
+    };
+    if (width == 2) return each(uint16_t{}, [](uint16_t v) { return __builtin_bswap16(v); });
+    if (width == 4) return each(uint32_t{}, [](uint32_t v) { return __builtin_bswap32(v); });
+    if (width == 8) return each(uint64_t{}, [](uint64_t v) { return __builtin_bswap64(v); });
+    for (size_t i = 0; i < count; ++i) reverse(out + i * width, width);
 }
 
 int modeNumber(const char* mode) {
@@ -143,11 +205,11 @@ void toFromMsbFirst(uint8_t* bytes, size_t n, bool msbFirst) {
 
 size_t readString(ktDufsB* h, char (&out)[KT_DUFS_STRINGMAX]) {
     unsigned char length;
-    if (std::fread(&length, 1, 1, h->stream) != 1) {
+    if (readRaw(h, &length, 1, 1) != 1) {
         *out = '\0';
         return 0;
     }
-    size_t got = std::fread(out, 1, length, h->stream);
+    size_t got = readRaw(h, out, 1, length);
     out[got] = '\0';
     return got == length ? 1 : 0;
 }
@@ -157,7 +219,7 @@ size_t readConverted(ktDufsB* h, uint8_t* out, size_t count, int type, int isSig
     bool fileMsbFirst = kHostMsbFirst != static_cast<bool>(h->swap);
     uint8_t raw[kMaxWidth], value[kMaxWidth];
     for (size_t i = 0; i < count; ++i) {
-        if (std::fread(raw, 1, fileWidth, h->stream) != fileWidth) return i;
+        if (readRaw(h, raw, 1, fileWidth) != fileWidth) return i;
         toFromMsbFirst(raw, fileWidth, fileMsbFirst);
         if (!resize(raw, fileWidth, value, memWidth, isSigned))
             fail(KT_EX_FAIL, "ktDufsBRead", h->name, KTM_DUFS_NOFIT, h->name,
@@ -183,6 +245,42 @@ size_t writeString(ktDufsB* h, const char* text) {
 
 ktDufsB* ktDufsBFopen(const char* path, const char* mode) {
     if (!path || !mode) fail(KT_EX_PRECOND, "ktDufsBFopen", nullptr, KTM_DUFS_NULLARG);
+    if (std::strcmp(mode, "r") == 0) {
+        // A file read is input from outside: only a regular file, never
+        // waited on.
+        long size = 0;
+        int fd = ksOpenRead(path, &size);
+        if (fd < 0) return nullptr;
+        if (size <= kWholeMax) {
+            size_t got = 0;
+            uint8_t* data = readWhole(fd, size, &got);
+            int e = errno;
+            close(fd);
+            if (!data) {
+                errno = e;
+                return nullptr;
+            }
+            if (got < 2) {
+                ktMemFree(data);
+                errno = ENODATA;
+                return nullptr;
+            }
+            return ktExCatch(
+                KT_EX_ALL,
+                [&] {
+                    ktDufsB* h = makeHandle(nullptr, path, mode, data[0], data[1]);
+                    std::memmove(data, data + 2, got - 2);
+                    h->data = data;
+                    h->size = got - 2;
+                    return h;
+                },
+                [&](uint32_t tag, ktErrObject* err) -> ktDufsB* {
+                    ktMemFree(data);
+                    ktExThrow(tag, err);
+                });
+        }
+        close(fd);
+    }
     std::string binaryMode = std::string(mode) + "b";
     // A file read is input from outside: only a regular file, never waited on.
     FILE* f = std::strchr(mode, 'r') ? ksFopen(path, binaryMode.c_str())
@@ -220,13 +318,25 @@ ktDufsB* ktDufsBFopen(const char* path, const char* mode) {
 int ktDufsBFclose(ktDufsB* h) {
     checkHandle(h, "ktDufsBFclose");
     h->magic = 0;
-    int r = std::fclose(h->stream);
+    int r = h->stream ? std::fclose(h->stream) : 0;
+    if (h->data) ktMemFree(h->data);
     if (h->name) ktStrFree(h->name);
     ktMemFree(h);
     return r;
 }
 
 size_t ktDufsBRead(ktDufsB* h, void* buffer, size_t count, int type, int isSigned) {
+    // The common case first: one value of a file held in memory, at the
+    // host's width.
+    if (h && h->magic == KT_DUFS_MAGIC && !h->stream && buffer && count == 1 &&
+        type >= KT_DUFS_BYTES && type < KT_DUFS_STRING && !h->widths[type].differs) {
+        size_t width = kMemWidth[type];
+        if (h->at >= h->size || h->size - h->at < width) return readRaw(h, buffer, width, 1);
+        std::memcpy(buffer, h->data + h->at, width);
+        h->at += width;
+        if (h->swap && width > 1) swapAll(static_cast<uint8_t*>(buffer), 1, width);
+        return 1;
+    }
     checkHandle(h, "ktDufsBRead");
     if (!buffer) fail(KT_EX_PRECOND, "ktDufsBRead", nullptr, KTM_DUFS_NULLARG);
     checkType(type, "ktDufsBRead");
@@ -237,9 +347,8 @@ size_t ktDufsBRead(ktDufsB* h, void* buffer, size_t count, int type, int isSigne
     if (h->widths[type].differs) return readConverted(h, out, count, type, isSigned);
 
     size_t width = kMemWidth[type];
-    size_t got = std::fread(out, width, count, h->stream);
-    if (h->swap && width > 1)
-        for (size_t i = 0; i < got; ++i) reverse(out + i * width, width);
+    size_t got = readRaw(h, out, width, count);
+    if (h->swap && width > 1) swapAll(out, got, width);
     return got;
 }
 
@@ -252,6 +361,11 @@ size_t ktDufsBWrite(ktDufsB* h, const void* buffer, size_t count, int type) {
     checkHandle(h, "ktDufsBWrite");
     if (!buffer) fail(KT_EX_PRECOND, "ktDufsBWrite", nullptr, KTM_DUFS_NULLARG);
     checkType(type, "ktDufsBWrite");
+    // A file opened for reading takes no writes.
+    if (!h->stream) {
+        errno = EBADF;
+        return 0;
+    }
     if (type == KT_DUFS_STRING) return writeString(h, static_cast<const char*>(buffer));
     const auto* in = static_cast<const uint8_t*>(buffer);
     if (type == KT_DUFS_BYTES) return std::fwrite(in, 1, count, h->stream);
@@ -275,12 +389,25 @@ size_t ktDufsBWrite(ktDufsB* h, const void* buffer, size_t count, int type) {
 
 int ktDufsBFseek(ktDufsB* h, long offset, int whence) {
     checkHandle(h, "ktDufsBFseek");
+    if (!h->stream) {
+        long from = whence == SEEK_SET   ? 0
+                    : whence == SEEK_CUR ? static_cast<long>(h->at)
+                    : whence == SEEK_END ? static_cast<long>(h->size)
+                                         : -1;
+        if (from < 0 || (offset < 0 && -offset > from)) {
+            errno = EINVAL;
+            return -1;
+        }
+        h->at = static_cast<size_t>(from + offset);
+        return 0;
+    }
     if (whence == SEEK_SET) offset += 2;
     return std::fseek(h->stream, offset, whence);
 }
 
 long ktDufsBFtell(ktDufsB* h) {
     checkHandle(h, "ktDufsBFtell");
+    if (!h->stream) return static_cast<long>(h->at);
     long at = std::ftell(h->stream);
     return at < 0 ? at : at - 2;
 }

@@ -4,6 +4,7 @@
 // preferences.
 #include "kterr.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -507,8 +508,11 @@ void ktErrLogOpenFile() {
     char* path = *log.path;
     if (!(log.keep > 0 && perProcessName(dir, path))) programName(dir, path);
 
-    FILE* f = std::fopen(path, "a");
-    if (!f) {
+    // Opened as fopen's "a" opens; a stream only for a log that stays.
+    int fd = open(path, O_WRONLY | O_CREAT | O_APPEND, 0666);
+    FILE* f = fd < 0 || log.fresh ? nullptr : fdopen(fd, "a");
+    if (fd < 0 || (!log.fresh && !f)) {
+        if (fd >= 0) close(fd);
         log.usable = 0;
         logComplaint("Can't open error log file `%s', logging disabled.", path);
         return;
@@ -518,7 +522,7 @@ void ktErrLogOpenFile() {
         // The log of an earlier run of the same name goes now; the file
         // comes back at the first write.
         log.fresh = 0;
-        std::fclose(f);
+        close(fd);
         ksDelete(path, KS_FILE);
     } else {
         log.stream = f;

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -62,18 +63,6 @@ void put(char* out, string_view text) {
     if (n) std::memmove(out, text.data(), n);
     out[n] = '\0';
 }
-
-// A pooled string released on every way out.
-struct Pooled {
-    char* text;
-    explicit Pooled(char* t) : text(t) {}
-    ~Pooled() {
-        if (text) ktStrFree(text);
-    }
-    Pooled(const Pooled&) = delete;
-    Pooled& operator=(const Pooled&) = delete;
-    string_view view() const { return text ? string_view(text) : string_view(); }
-};
 
 int parse(const char* path, char* dev, char* dir, char* name, char* ext, char* nameext) {
     if (!path) return KS_BADSPEC;
@@ -152,23 +141,31 @@ int expandHome(char* path) {
 
 // Walks the components of an absolute or base-prefixed path, dropping "."
 // and taking ".." back one level (never above the root).
-int resolve(const std::string& joined, char* out) {
-    std::string result;
-    char token[KS_PATHMAX];
-    for (const char* p = joined.c_str(); (p = ktStrTok(p, token, sizeof token, "/"));) {
-        if (std::strcmp(token, ".") == 0) continue;
-        if (std::strcmp(token, "..") == 0) {
-            size_t slash = result.rfind('/');
-            if (slash != std::string::npos) result.erase(slash);
+int resolve(string_view joined, char* out) {
+    // At most the input and a closing '/'.
+    char result[2 * KS_PATHMAX + 2];
+    size_t n = 0;
+    for (size_t at = 0; at < joined.size();) {
+        size_t end = joined.find('/', at);
+        if (end == npos) end = joined.size();
+        string_view token = joined.substr(at, end - at);
+        at = end + 1;
+        if (token.empty() || token == ".") continue;
+        if (token == "..") {
+            while (n > 0 && result[n - 1] != '/') --n;
+            if (n > 0) --n;
             continue;
         }
-        result += '/';
-        result += token;
+        if (n + 1 + token.size() >= sizeof result) return KS_BADSPEC;
+        result[n++] = '/';
+        std::memcpy(result + n, token.data(), token.size());
+        n += token.size();
     }
     // The root, or a trailing '/' that the input had.
-    if (result.empty() || joined.back() == '/') result += '/';
-    if (result.size() > kMaxLen) return KS_BADSPEC;
-    std::memcpy(out, result.c_str(), result.size() + 1);
+    if (n == 0 || (!joined.empty() && joined.back() == '/')) result[n++] = '/';
+    if (n > kMaxLen) return KS_BADSPEC;
+    std::memcpy(out, result, n);
+    out[n] = '\0';
     return KS_OK;
 }
 
@@ -418,19 +415,37 @@ int ksParse2(const char* path, char* dev, char* dir, char* nameext) {
 
 int ksMerge(char* out, const char* dev, const char* dir, const char* name, const char* ext) {
     if (!out) return KS_BADSPEC;
-    Pooled d(ktStrTrimAlloc(dev)), di(ktStrTrimAlloc(dir)), n(ktStrTrimAlloc(name)),
-        e(ktStrTrimAlloc(ext));
-    string_view dv = d.view(), dr = di.view(), nm = n.view(), ex = e.view();
+    // Each part without the blanks around it, as ktStrTrim leaves it.
+    auto trimmed = [](const char* text) {
+        if (!text) return string_view();
+        string_view v(text);
+        auto blank = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
+        while (!v.empty() && blank(v.front())) v.remove_prefix(1);
+        while (!v.empty() && blank(v.back())) v.remove_suffix(1);
+        return v;
+    };
+    string_view dv = trimmed(dev), dr = trimmed(dir), nm = trimmed(name), ex = trimmed(ext);
     bool slash = !dr.empty() && dr.back() != '/';
     size_t len = dv.size() + dr.size() + nm.size() + ex.size() + (ext ? 1 : 0) + (slash ? 1 : 0);
     if (len >= KS_PATHMAX) return KS_BADSPEC;
-    std::string r;
-    r.reserve(len);
-    r.append(dv).append(dr);
-    if (slash) r += '/';
-    r.append(nm);
-    if (!ex.empty()) r.append(".").append(ex);
-    std::memcpy(out, r.c_str(), r.size() + 1);
+    // Built apart first: `out` may be one of the parts.
+    char r[KS_PATHMAX];
+    size_t at = 0;
+    auto add = [&](string_view v) {
+        if (v.empty()) return;
+        std::memcpy(r + at, v.data(), v.size());
+        at += v.size();
+    };
+    add(dv);
+    add(dr);
+    if (slash) r[at++] = '/';
+    add(nm);
+    if (!ex.empty()) {
+        r[at++] = '.';
+        add(ex);
+    }
+    r[at] = '\0';
+    std::memcpy(out, r, at + 1);
     return KS_OK;
 }
 
@@ -479,8 +494,31 @@ int ksConvPath(const char* path, char* out) {
     return KS_OK;
 }
 
+namespace {
+// Whether `path` is already what ksAbsPath2 makes of it: absolute, with
+// nothing to convert, expand, trim or resolve, and no final '.' that the
+// extension rules could touch.
+bool alreadyAbsolute(string_view p) {
+    if (p.empty() || p.front() != '/' || p.size() > kMaxLen || p.back() == '.') return false;
+    for (size_t i = 0; i < p.size(); ++i) {
+        char c = p[i];
+        if (c == '\\' || std::isspace(static_cast<unsigned char>(c))) return false;
+        if (c != '/') continue;
+        string_view next = p.substr(i + 1);
+        if (next.starts_with('/') || next == "." || next.starts_with("./") || next == ".." ||
+            next.starts_with("../"))
+            return false;
+    }
+    return true;
+}
+}  // namespace
+
 int ksAbsPath2(const char* path, ksPathBuf& out) {
     if (!path) return KS_BADSPEC;
+    if (size_t n = std::strlen(path); alreadyAbsolute(string_view(path, n))) {
+        std::memmove(out, path, n + 1);
+        return KS_OK;
+    }
     char work[KS_PATHMAX];
     if (ksConvPath(path, work) != KS_OK) return KS_BADSPEC;
     int st = expandHome(work);
@@ -490,15 +528,19 @@ int ksAbsPath2(const char* path, ksPathBuf& out) {
 
     char dir[KS_PATHMAX];
     ksParse(work, nullptr, dir, nullptr, nullptr);
-    std::string joined;
+    char joined[2 * KS_PATHMAX + 1];
+    size_t n = 0;
     if (dir[0] != '/') {
         char base[KS_PATHMAX];
         if (ksGetdef(base) != KS_OK) return KS_NOTFOUND;
-        joined = base;
-        if (joined.empty() || joined.back() != '/') joined += '/';
+        n = std::strlen(base);
+        std::memcpy(joined, base, n);
+        if (n == 0 || joined[n - 1] != '/') joined[n++] = '/';
     }
-    joined += work;
-    if ((st = resolve(joined, work)) != KS_OK) return st;
+    size_t w = std::strlen(work);
+    std::memcpy(joined + n, work, w);
+    n += w;
+    if ((st = resolve(string_view(joined, n), work)) != KS_OK) return st;
     if ((st = remerge(work, dotEnd)) != KS_OK) return st;
     std::strcpy(out, work);
     return KS_OK;
@@ -617,13 +659,11 @@ int ksXfer(FILE* from, FILE* to) {
     return std::ferror(from) ? KS_IOERROR : KS_OK;
 }
 
-FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
-    struct stat st;
-    if (time) *time = 0;
-    if (!path || !mode || mode[0] != 'r' || std::strchr(mode, '+')) {
-        errno = EINVAL;
-        return nullptr;
-    }
+namespace {
+// The descriptor of the regular file at `path`, opened for reading, with
+// what fstat says of it; -1 with errno set otherwise (EINVAL for anything
+// but a regular file).
+int openRegular(const char* path, struct stat& st) {
     auto regular = [](const struct stat& s) {
         if (S_ISREG(s.st_mode)) return true;
         errno = EINVAL;
@@ -635,12 +675,28 @@ FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
     // meanwhile.
     bool looked = lastRegular[0] && std::strcmp(lastRegular, path) == 0;
     lastRegular[0] = '\0';
-    if (!looked && (ksSysV.stat(path, &st) != 0 || !regular(st))) return nullptr;
+    if (!looked && (ksSysV.stat(path, &st) != 0 || !regular(st))) return -1;
     int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return nullptr;
-    FILE* f = nullptr;
+    if (fd < 0) return -1;
     // A regular file never blocks a read: the descriptor may keep O_NONBLOCK.
-    if (fstat(fd, &st) == 0 && regular(st)) f = fdopen(fd, mode);
+    if (fstat(fd, &st) == 0 && regular(st)) return fd;
+    int e = errno;
+    close(fd);
+    errno = e;
+    return -1;
+}
+}  // namespace
+
+FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
+    struct stat st;
+    if (time) *time = 0;
+    if (!path || !mode || mode[0] != 'r' || std::strchr(mode, '+')) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    int fd = openRegular(path, st);
+    if (fd < 0) return nullptr;
+    FILE* f = fdopen(fd, mode);
     if (!f) {
         int e = errno;
         close(fd);
@@ -649,6 +705,18 @@ FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
     }
     if (time) *time = localSeconds(st.st_mtime);
     return f;
+}
+
+int ksOpenRead(const char* path, long* size) {
+    struct stat st;
+    if (size) *size = 0;
+    if (!path) {
+        errno = EINVAL;
+        return -1;
+    }
+    int fd = openRegular(path, st);
+    if (fd >= 0 && size) *size = static_cast<long>(st.st_size);
+    return fd;
 }
 
 FILE* ksFopen(const char* path, const char* mode) {

@@ -93,6 +93,10 @@ int ksXfer(FILE* from, FILE* to);
 FILE* ksFopen(const char* path, const char* mode);
 // As ksFopen, and gives the time (as ksInfo's) of the file it opened, or 0.
 FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time);
+// As ksFopen, for a caller that reads the descriptor itself: the open
+// descriptor (close it with close) and the file's size then, or -1 with
+// errno set.
+int ksOpenRead(const char* path, long* size);
 // Tells ksFopen that a look just made found a regular file at `path`, as
 // ksInfo does of its own looks: an open of that path next needn't look again.
 void ksNoteRegular(const char* path);

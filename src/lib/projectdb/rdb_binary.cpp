@@ -92,7 +92,8 @@ struct In {
 
     // A string of at most 255 characters; "" past the end.
     std::string string(const char* label, bool nullIfEmpty = false) {
-        char buf[KT_DUFS_STRINGMAX] = "";
+        char buf[KT_DUFS_STRINGMAX];
+        buf[0] = '\0';
         if (end || ktDufsBReadString(f, buf) != 1) {
             end = true;
             buf[0] = '\0';
@@ -334,10 +335,9 @@ struct Reading {
     }
 };
 
-// Opens a plain file: a device or a pipe could give no end.
+// Opens a plain file: a device or a pipe could give no end, and the
+// binary file layer opens nothing else for reading.
 ktDufsB* openPlain(const char* path) {
-    struct stat st;
-    if (stat(path, &st) != 0 || !S_ISREG(st.st_mode)) return nullptr;
     return ktDufsBFopen(path, "r");
 }
 

@@ -167,6 +167,16 @@ TEST_F(Dufs, PositionsDoNotCountTheDescription) {
     // Other origins are the stream's own.
     ASSERT_EQ(ktDufsBFseek(h, -8, SEEK_END), 0);
     EXPECT_EQ(readOne<int32_t>(KT_DUFS_INT), 2);
+    // Before the start is refused; past the end reads nothing; a value cut
+    // by the end is no value, and what it left is used up.
+    EXPECT_NE(ktDufsBFseek(h, -20, SEEK_CUR), 0);
+    EXPECT_EQ(ktDufsBFtell(h), 8);
+    ASSERT_EQ(ktDufsBFseek(h, 20, SEEK_SET), 0);
+    int32_t v = 0;
+    EXPECT_EQ(ktDufsBRead(h, &v, 1, KT_DUFS_INT, 1), 0u);
+    ASSERT_EQ(ktDufsBFseek(h, -2, SEEK_END), 0);
+    EXPECT_EQ(ktDufsBRead(h, &v, 1, KT_DUFS_INT, 1), 0u);
+    EXPECT_EQ(ktDufsBFtell(h), 12);
 }
 
 TEST_F(Dufs, OpeningRefusesWhatItCannotRead) {

@@ -220,6 +220,18 @@ TEST_F(AbsolutePath, DotsSlashesAndTheRoot) {
     EXPECT_EQ(abs2("/" + rep('c', 200) + "/../" + rep('d', 50)), "/" + rep('d', 50));
 }
 
+TEST_F(AbsolutePath, AnAbsolutePathWithNothingToDoComesBackAsItIs) {
+    for (const char* same : {"/", "/a/b.c", "/a/..b/.c/", "/a.b/c.d.e", "/x/y z"})
+        EXPECT_EQ(abs2(same), same);
+    // Near misses are still worked on.
+    EXPECT_EQ(abs2("/a//b"), "/a/b");
+    EXPECT_EQ(abs2("/a/./b/.."), "/a");
+    EXPECT_EQ(abs2("/a\\b"), "/a/b");
+    EXPECT_EQ(abs2(" /a/b "), "/a/b");
+    EXPECT_EQ(abs2("/a/b.."), "/a/b.");
+    abs2("/" + rep('e', 255), KS_BADSPEC);
+}
+
 TEST_F(AbsolutePath, HomeDirectories) {
     EnvGuard home("HOME", "/h//");
     EXPECT_EQ(abs2("~/x"), "/h/x");
