@@ -26,7 +26,7 @@ struct Slot {
 Slot* slots_ = nullptr;  // a power of two of them, half full at most
 uint32_t mask_ = 0;
 uint32_t count_ = 0;
-constexpr uint32_t kFirstSlots = 1u << 14;
+constexpr uint32_t kFirstSlots = 1u << 10;  // a one-symbol run needs no more
 
 // The entry last found for each of kRecent values of the hash: the names a
 // library repeats in every symbol (attribute names, pin types and numbers)
