@@ -22,7 +22,9 @@
 #include <cstdarg>
 #include <climits>
 #include <cstdlib>
+#include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <string_view>
 
 #include "entgen_msg.h"
@@ -248,11 +250,8 @@ char* outputPath(const char* dir, const char* base, const char* ext) {
     return path;
 }
 
-// What the new file may replace at `path`, and the permissions it takes:
-// those of a file it replaces, else what a new file would get. A link is
-// replaced, not written through; a file the user may not write stays, as
-// does anything that is no file.
-bool replaceable(const char* path, mode_t* mode) {
+// The permissions of a newly created file: 0666 less the mask.
+mode_t newFileMode() {
     // The mask can only be read by setting it; nothing here changes it,
     // so once is enough.
     static const mode_t mask = [] {
@@ -260,7 +259,15 @@ bool replaceable(const char* path, mode_t* mode) {
         umask(m);
         return m;
     }();
-    *mode = 0666 & ~mask;
+    return 0666 & ~mask;
+}
+
+// What the new file may replace at `path`, and the permissions it takes:
+// those of a file it replaces, else what a new file would get. A link is
+// replaced, not written through; a file the user may not write stays, as
+// does anything that is no file.
+bool replaceable(const char* path, mode_t* mode) {
+    *mode = newFileMode();
     struct stat st;
     if (lstat(path, &st) != 0) return errno == ENOENT;
     if (S_ISLNK(st.st_mode)) return true;
@@ -282,6 +289,41 @@ void tempNameFor(const char* path) {
                   dir.data(), name);
 }
 
+// The six name characters of a temporary file: unpredictable enough that
+// two runs never pick the same one, from a generator seeded once per run
+// (no system call per file).
+void fillTempName(char* x) {
+    static uint64_t state = [] {
+        struct timespec ts {};
+        clock_gettime(CLOCK_REALTIME, &ts);
+        uint64_t local = 0;
+        return (static_cast<uint64_t>(ts.tv_sec) << 32) ^ static_cast<uint64_t>(ts.tv_nsec) ^
+               (static_cast<uint64_t>(getpid()) << 16) ^ reinterpret_cast<uintptr_t>(&local);
+    }();
+    static constexpr char kLetters[] =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    state += 0x9E3779B97F4A7C15ull;
+    uint64_t z = state;
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    z ^= z >> 31;
+    for (int i = 0; i < 6; ++i, z /= 62) x[i] = kLetters[z % 62];
+}
+
+// Creates the temporary file under a fresh name, never one that exists
+// (someone else's file is never written), with the permissions a new file
+// gets; the stream is the file's only handle.
+FILE* createTemp() {
+    const size_t len = std::strlen(tempPath);
+    char* x = tempPath + len - 6;
+    for (int tries = 0; tries < 1000; ++tries) {
+        fillTempName(x);
+        if (FILE* fp = std::fopen(tempPath, "wxe")) return fp;
+        if (errno != EEXIST) return nullptr;
+    }
+    return nullptr;
+}
+
 void openOutput(const char* path) {
     vofile* f = vo->file;
     mode_t mode;
@@ -289,11 +331,13 @@ void openOutput(const char* path) {
     guardTempFiles();
     std::snprintf(targetPath, sizeof targetPath, "%s", path);
     tempNameFor(path);
-    int fd = mkostemp(tempPath, O_CLOEXEC);
-    if (fd < 0) fatal(VOM_NOOPEN, path);
+    f->fp = createTemp();
+    if (!f->fp) fatal(VOM_NOOPEN, path);
     tempLive = 1;
-    if (fchmod(fd, mode) != 0 || !(f->fp = fdopen(fd, "w"))) {
-        close(fd);
+    // Created with what a new file gets; a file replaced passes on its own.
+    if (mode != newFileMode() && fchmod(fileno(f->fp), mode) != 0) {
+        std::fclose(f->fp);
+        f->fp = nullptr;
         failOutput(VOM_NOOPEN, path);
     }
     // The text gathers in the module's block, so the stream keeps none of

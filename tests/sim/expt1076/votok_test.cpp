@@ -197,6 +197,11 @@ TEST_F(OutputFile, AppearsWholeInOneStepAndKeepsThePermissions) {
     vofclose();
     EXPECT_FALSE(std::filesystem::is_symlink(dir.path("and2.vhd")));
     EXPECT_EQ(dir.read("and2.vhd"), "newer\n");
+    // What replaces a link is a new file: the permissions any new file gets.
+    const mode_t mask = umask(0);
+    umask(mask);
+    ASSERT_EQ(stat(dir.path("and2.vhd").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0666u & ~mask);
     EXPECT_EQ(dir.read("elsewhere.txt"), "not a model\n");
 }
 
