@@ -61,9 +61,12 @@ struct Lines {
         end -= pos;
         pos = 0;
         while (!eof && end < kBlock) {
-            const size_t got = std::fread(buf + end, 1, kBlock - end, stream);
+            // The stream reads straight into the block until it is full or
+            // the file ends: less than asked is the end (or an error).
+            const size_t want = kBlock - end;
+            const size_t got = std::fread(buf + end, 1, want, stream);
             end += got;
-            if (got == 0) eof = true;
+            if (got < want) eof = true;
         }
     }
 
@@ -608,6 +611,9 @@ iwsym* iwreadsym(char* name) {
     if (!held.stream) return nullptr;
     char* line = held.line;
     held.block = static_cast<char*>(iwqkalloc(Lines::kBlock));
+    // The reader's block is the only buffer: the stream keeps none, and so
+    // never asks the system for a block size.
+    std::setvbuf(held.stream, nullptr, _IONBF, 0);
     Lines lines{held.stream, held.block};
     size_t length = 0;
     if (!lines.next(line, kLine, &length) || (line[0] != 'V' && line[0] != 'v') ||
