@@ -580,6 +580,10 @@ void ksNoteRegular(const char* path) {
     noteLook(path, &st);
 }
 
+bool ksLookedRegular(const char* path) {
+    return path && lastRegular[0] && std::strcmp(lastRegular, path) == 0;
+}
+
 int ksInfo(const char* path, uint32_t* time, long* size, int* kind) {
     struct stat st;
     if (!path) return KS_NOTFOUND;
@@ -612,6 +616,7 @@ uint32_t ksFtime(const char* path) {
 }
 
 int ksCreate(const char* path, int kind) {
+    lastRegular[0] = '\0';
     if (!path || std::strlen(path) >= KS_PATHMAX) return KS_BADSPEC;
     if (kind == KS_DIR) return createDir(path);
     return createUncut(path, KS_FILE, [&] {
@@ -623,6 +628,7 @@ int ksCreate(const char* path, int kind) {
 }
 
 int ksDelete(const char* path, int kind) {
+    lastRegular[0] = '\0';
     if (!path) return KS_BADSPEC;
     size_t n = std::strlen(path);
     if (n >= KS_PATHMAX) return KS_BADSPEC;
@@ -639,6 +645,7 @@ int ksDelete(const char* path, int kind) {
 }
 
 int ksRename(const char* from, const char* to) {
+    lastRegular[0] = '\0';
     if (!from || !to) return KS_BADSPEC;
     if (ksSysV.rename(from, to) == 0) return KS_OK;
     if (errno == EACCES) return KS_NOACCESS;
@@ -724,6 +731,7 @@ FILE* ksFopen(const char* path, const char* mode) {
 }
 
 int ksCopy(const char* from, const char* to) {
+    lastRegular[0] = '\0';
     if (!from || !to) return KS_BADSPEC;
     std::unique_ptr<FILE, decltype(&std::fclose)> in(std::fopen(from, "rb"), &std::fclose);
     if (!in) return KS_NOTFOUND;

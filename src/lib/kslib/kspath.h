@@ -101,6 +101,12 @@ int ksOpenRead(const char* path, long* size);
 // ksInfo does of its own looks: an open of that path next needn't look again.
 void ksNoteRegular(const char* path);
 
+// True when the last look at a path that this layer made (nothing created,
+// removed or renamed through it since) found a regular file at `path`: a
+// test of that file just after it may take the answer, when an open that
+// checks what it opened follows.
+bool ksLookedRegular(const char* path);
+
 // Called by ksLoop2 with each matching path; 0 ends the loop.
 using ksLoopProc = int (*)(const char* path, void* data);
 // Calls `proc` for every entry of the pattern's directory whose name

@@ -138,9 +138,13 @@ int kindOf(const rdbClass* cls) {
     }
 }
 
-// 0 when the object `path` of the class exists, else 12.
+// 0 when the object `path` of the class exists, else 12. A file that the
+// look just before found there (the library walk finds each symbol so) is
+// taken as there: the open that follows checks what it gets.
 int rdbExists(const char* path, const rdbClass* cls) {
-    return ksExists(path, kindOf(cls)) == KS_OK ? rdbStatOK : rdbStatFAILURE;
+    const int kind = kindOf(cls);
+    if (kind == KS_FILE && ksLookedRegular(path)) return rdbStatOK;
+    return ksExists(path, kind) == KS_OK ? rdbStatOK : rdbStatFAILURE;
 }
 
 // The path of the file `file` of `cls` under `base`; with `base`'s
