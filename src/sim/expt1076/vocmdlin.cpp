@@ -219,6 +219,10 @@ void read_tmdir(int flag) {
         voreport(4, VOM_NOSCRIVET);
         return;
     }
+    // The stream reads through a block of ours, so it never asks the system
+    // for a block size; one list is read at a time, and closed here.
+    static char block[BUFSIZ];
+    std::setvbuf(raw, block, _IOFBF, sizeof block);
     std::unique_ptr<FILE, decltype(&std::fclose)> f{raw, &std::fclose};
     char line[kLineMax];
     int number = 0;
