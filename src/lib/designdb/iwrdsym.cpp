@@ -550,6 +550,7 @@ struct Held {
     char* line = nullptr;
     char* join = nullptr;
     char* block = nullptr;
+    char* streamBlock = nullptr;  // the stream's buffer: freed after the stream
     void close() {
         if (obj) rdbCloseObj(obj, 0);
         if (stream) std::fclose(stream);
@@ -561,6 +562,7 @@ struct Held {
         if (line) iwqkfree(line);
         if (join) iwqkfree(join);
         if (block) iwqkfree(block);
+        if (streamBlock) iwqkfree(streamBlock);
     }
 };
 
@@ -611,9 +613,11 @@ iwsym* iwreadsym(char* name) {
     if (!held.stream) return nullptr;
     char* line = held.line;
     held.block = static_cast<char*>(iwqkalloc(Lines::kBlock));
-    // The reader's block is the only buffer: the stream keeps none, and so
-    // never asks the system for a block size.
-    std::setvbuf(held.stream, nullptr, _IONBF, 0);
+    // The stream gets a block as large as the reader's before its first
+    // read: it never asks the system for a block size, and a symbol file
+    // comes in one read and the read that finds its end.
+    held.streamBlock = static_cast<char*>(iwqkalloc(Lines::kBlock));
+    std::setvbuf(held.stream, held.streamBlock, _IOFBF, Lines::kBlock);
     Lines lines{held.stream, held.block};
     size_t length = 0;
     if (!lines.next(line, kLine, &length) || (line[0] != 'V' && line[0] != 'v') ||

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -694,6 +696,31 @@ int openRegular(const char* path, struct stat& st) {
 }
 }  // namespace
 
+namespace {
+// A text stream read straight from its descriptor: it costs no system call
+// to set up, and stdio takes its block size as given instead of asking.
+ssize_t readFd(void* cookie, char* buf, size_t size) {
+    return ::read(static_cast<int>(reinterpret_cast<intptr_t>(cookie)), buf, size);
+}
+int seekFd(void* cookie, off64_t* at, int whence) {
+    off64_t to = ::lseek64(static_cast<int>(reinterpret_cast<intptr_t>(cookie)), *at, whence);
+    if (to < 0) return -1;
+    *at = to;
+    return 0;
+}
+int closeFd(void* cookie) {
+    return ::close(static_cast<int>(reinterpret_cast<intptr_t>(cookie)));
+}
+
+// The stream of a descriptor opened for reading. A binary one stays a plain
+// descriptor stream, since its users examine it by descriptor.
+FILE* readStream(int fd, const char* mode) {
+    if (std::strchr(mode, 'b')) return fdopen(fd, mode);
+    return fopencookie(reinterpret_cast<void*>(static_cast<intptr_t>(fd)), "r",
+                       cookie_io_functions_t{readFd, nullptr, seekFd, closeFd});
+}
+}  // namespace
+
 FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
     struct stat st;
     if (time) *time = 0;
@@ -703,7 +730,7 @@ FILE* ksFopenStamped(const char* path, const char* mode, uint32_t* time) {
     }
     int fd = openRegular(path, st);
     if (fd < 0) return nullptr;
-    FILE* f = fdopen(fd, mode);
+    FILE* f = readStream(fd, mode);
     if (!f) {
         int e = errno;
         close(fd);
