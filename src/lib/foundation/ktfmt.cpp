@@ -22,11 +22,7 @@
 
 namespace {
 
-// Groups: 2 position, 3 flags, 4 width, 5 precision with its point,
-// 6 precision, 7 conversion.
-constexpr const char kDirective[] =
-    "^%(([1-9][0-9]?)\\$)?([-+ #0]*)?([0-9]*|\\*|\\*[1-9][0-9]?\\$)?"
-    "(\\.([0-9]*|\\*|\\*[1-9][0-9]?\\$))?([hlL]?[diouxX]|[hl]n|l?[eEfgG]|[csp])";
+// The parts of a directive that matchDirective finds.
 enum { kPosition = 2, kFlags = 3, kWidth = 4, kPoint = 5, kPrecision = 6, kConversion = 7 };
 
 constexpr int kMaxPosition = 128;
@@ -37,8 +33,12 @@ constexpr int kMaxPosition = 128;
 constexpr int kMaxAmount = 4096;
 constexpr int kStarBits = KT_SPFMT_STARWIDTH | KT_SPFMT_STARPREC;
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isOneOf(char c, const char* set) { return c != '\0' && std::strchr(set, c) != nullptr; }
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isOneOf(char c, const char* set) {
+    return c != '\0' && std::strchr(set, c) != nullptr;
+}
 
 // An amount that starts with `*`: `*` alone or `*n$` (n of one or two
 // digits, not starting with 0). Returns its end, or null if `*` is followed
