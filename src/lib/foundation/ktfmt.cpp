@@ -1,7 +1,7 @@
 // Formatted output: the directive parser, the formatter on top of it, and
 // the conversions of numbers and times to text. The parser recognises a
-// directive with one compiled regular expression and checks the rules a
-// format must keep; the formatter chooses arguments, handles strings and
+// directive in one pass over its characters and checks the rules a format
+// must keep; the formatter chooses arguments, handles strings and
 // characters itself and hands each numeric conversion, rebuilt without its
 // position, to the platform's snprintf, writing straight into the caller's
 // buffer so that nothing lands past its end.
@@ -22,11 +22,7 @@
 
 namespace {
 
-// Groups: 2 position, 3 flags, 4 width, 5 precision with its point,
-// 6 precision, 7 conversion.
-constexpr const char kDirective[] =
-    "^%(([1-9][0-9]?)\\$)?([-+ #0]*)?([0-9]*|\\*|\\*[1-9][0-9]?\\$)?"
-    "(\\.([0-9]*|\\*|\\*[1-9][0-9]?\\$))?([hlL]?[diouxX]|[hl]n|l?[eEfgG]|[csp])";
+// The parts of a directive that matchDirective finds.
 enum { kPosition = 2, kFlags = 3, kWidth = 4, kPoint = 5, kPrecision = 6, kConversion = 7 };
 
 constexpr int kMaxPosition = 128;
@@ -37,19 +33,84 @@ constexpr int kMaxPosition = 128;
 constexpr int kMaxAmount = 4096;
 constexpr int kStarBits = KT_SPFMT_STARWIDTH | KT_SPFMT_STARPREC;
 
-ktRegexp* directiveV = nullptr;
-
-void releaseDirective(void*) {
-    ktRegexpDestroy(directiveV);
-    directiveV = nullptr;
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isOneOf(char c, const char* set) {
+    return c != '\0' && std::strchr(set, c) != nullptr;
 }
 
-const ktRegexp* directiveProgram() {
-    if (!directiveV) {
-        directiveV = ktRegexpCompile(kDirective);
-        ktOnExitAdd(releaseDirective, nullptr);
+// An amount that starts with `*`: `*` alone or `*n$` (n of one or two
+// digits, not starting with 0). Returns its end, or null if `*` is followed
+// by a digit that does not make a position.
+const char* starAmount(const char* s) {
+    if (s[1] < '1' || s[1] > '9') return s + 1;
+    if (isDigit(s[2]) && s[3] == '$') return s + 4;
+    if (s[2] == '$') return s + 3;
+    return nullptr;
+}
+
+void setGroup(ktRegexpMatch* m, int g, const char* from, const char* to) {
+    m->startp[g] = from;
+    m->endp[g] = to;
+}
+
+// Recognises the directive at `p` (which starts with `%`) as the pattern
+//   %(([1-9][0-9]?)$)?([-+ #0]*)?([0-9]*|*|*[1-9][0-9]?$)?
+//    (.([0-9]*|*|*[1-9][0-9]?$))?([hlL]?[diouxX]|[hl]n|l?[eEfgG]|[csp])
+// would under a first-match backtracking matcher, filling the groups the
+// same way: 2 position, 3 flags, 4 width, 5 precision with its point,
+// 6 precision, 7 conversion; an absent group is null. Every choice in the
+// pattern is decided by the next one or three characters, so one pass
+// without backtracking finds what the matcher finds.
+bool matchDirective(const char* p, ktRegexpMatch* m) {
+    for (int i = 0; i < KT_REGEXP_NSUB; ++i) m->startp[i] = m->endp[i] = nullptr;
+    const char* s = p + 1;
+    if (*s >= '1' && *s <= '9') {
+        if (isDigit(s[1]) && s[2] == '$') {
+            setGroup(m, kPosition - 1, s, s + 3);
+            setGroup(m, kPosition, s, s + 2);
+            s += 3;
+        } else if (s[1] == '$') {
+            setGroup(m, kPosition - 1, s, s + 2);
+            setGroup(m, kPosition, s, s + 1);
+            s += 2;
+        }
     }
-    return directiveV;
+    const char* from = s;
+    while (isOneOf(*s, "-+ #0")) ++s;
+    setGroup(m, kFlags, from, s);
+    from = s;
+    if (*s == '*') {
+        s = starAmount(s);
+        if (!s) return false;
+    } else {
+        while (isDigit(*s)) ++s;
+    }
+    setGroup(m, kWidth, from, s);
+    if (*s == '.') {
+        from = s++;
+        const char* amount = s;
+        if (*s == '*') {
+            s = starAmount(s);
+            if (!s) return false;
+        } else {
+            while (isDigit(*s)) ++s;
+        }
+        setGroup(m, kPoint, from, s);
+        setGroup(m, kPrecision, amount, s);
+    }
+    const char* c = s;
+    if ((isOneOf(c[0], "hlL") && isOneOf(c[1], "diouxX")) || (isOneOf(c[0], "hl") && c[1] == 'n') ||
+        (c[0] == 'l' && isOneOf(c[1], "eEfgG")))
+        s += 2;
+    else if (isOneOf(c[0], "diouxXeEfgGcsp"))
+        s += 1;
+    else
+        return false;
+    setGroup(m, kConversion, c, s);
+    setGroup(m, 0, p, s);
+    return true;
 }
 
 // Decimal digits from..to; a number too large for an int stays at INT_MAX.
@@ -197,7 +258,6 @@ int ktSpFmtParse(const char* format, ktSpFmtFunc callback, void* data) {
     Parse parse{format, callback, data};
     if (*format == '\0') return parse.text(format);
 
-    const ktRegexp* prog = directiveProgram();
     std::string pending;       // literal text that needed copying ("%%" collapsed)
     const char* run = format;  // literal text not yet in `pending`
     const char* p = format;
@@ -220,7 +280,7 @@ int ktSpFmtParse(const char* format, ktSpFmtFunc callback, void* data) {
             pending.clear();
         }
         ktRegexpMatch m;
-        if (!ktRegexpExec(prog, &m, p)) return parse.invalid(p);
+        if (!matchDirective(p, &m)) return parse.invalid(p);
         if (!parse.directive(p, m, &result)) return parse.invalid(p);
         if (result == 0) return 0;
         p = m.endp[0];
@@ -284,6 +344,7 @@ char* place(char*& at, const std::string& text) {
 ktSpFmtProg* ktSpFmtCompile(const char* format) {
     if (!format) return nullptr;
     std::vector<Recorded> pieces;
+    pieces.reserve(16);  // a message has seldom more pieces: no moves while it is parsed
     ktSpFmtParse(format, recordPiece, &pieces);
     const size_t length = std::strlen(format);
     size_t chars = length + 1;

@@ -21,7 +21,6 @@
 #include "ktfmt.h"
 #include "ktlib_msg.h"
 #include "ktmem.h"
-#include "ktregexp.h"
 #include "ktstr.h"
 
 // An open file.
@@ -171,25 +170,47 @@ void ownFetchText(char* out, size_t size, int error, int number, const char* pat
 
 // ---- versions
 
-constexpr const char kDefineLine[] =
-    "^#[ \t]*define[ \t]+[_a-zA-Z][_a-zA-Z0-9]*[ \t]+(-([12])|([0-9]+))[ \t]+/\\*[ \t]*\"";
-constexpr const char kVersionText[] = "^([0-9]+)(\\.([0-9]+)(\\.([0-9]+))?)?$";
-
-ktRegexp* defineLineV = nullptr;
-ktRegexp* versionTextV = nullptr;
-
-void releasePatterns() {
-    ktRegexpDestroy(defineLineV);
-    ktRegexpDestroy(versionTextV);
-    defineLineV = versionTextV = nullptr;
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
 }
 
-void compilePatterns() {
-    if (defineLineV) return;
-    defineLineV = ktRegexpCompile(kDefineLine);
-    versionTextV = ktRegexpCompile(kVersionText);
-    ktOnExitAdd(releasePatterns);
-    ktOnExitSetOrder(releasePatterns, kExitOrder);
+bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+const char* skipBlanks(const char* p) {
+    while (isBlank(*p)) ++p;
+    return p;
+}
+
+// A definition line of a message source whose value is -1, -2 or a number
+// and whose comment opens with a quote:
+//   #[ \t]*define[ \t]+NAME[ \t]+(-[12]|[0-9]+)[ \t]+/\*[ \t]*"
+// Returns the opening quote, or null for any other text.
+const char* definedQuote(const char* p) {
+    if (*p != '#') return nullptr;
+    p = skipBlanks(p + 1);
+    if (std::strncmp(p, "define", 6) != 0 || !isBlank(p[6])) return nullptr;
+    p = skipBlanks(p + 6);
+    auto isLead = [](char c) {
+        return c == '_' || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    };
+    if (!isLead(*p)) return nullptr;
+    while (isLead(*p) || isDigit(*p)) ++p;
+    if (!isBlank(*p)) return nullptr;
+    p = skipBlanks(p);
+    if (*p == '-') {
+        if (p[1] != '1' && p[1] != '2') return nullptr;
+        p += 2;
+    } else {
+        if (!isDigit(*p)) return nullptr;
+        while (isDigit(*p)) ++p;
+    }
+    if (!isBlank(*p)) return nullptr;
+    p = skipBlanks(p);
+    if (p[0] != '/' || p[1] != '*') return nullptr;
+    p = skipBlanks(p + 2);
+    return *p == '"' ? p : nullptr;
 }
 
 int32_t decimal(const char* from, const char* to) {
@@ -205,21 +226,29 @@ int32_t decimal(const char* from, const char* to) {
 // text is such a version) into `parts`; a part the text doesn't give keeps
 // what `parts` held. The empty text gives nothing. False for any other text.
 bool parseVersion(const char* text, int32_t parts[3]) {
-    compilePatterns();
     std::vector<char> literal;
-    ktRegexpMatch m;
-    if (ktRegexpExec(defineLineV, &m, text)) {
-        const char* open = m.endp[0] - 1;  // the opening quote
+    if (const char* open = definedQuote(text)) {
         literal.resize(std::strlen(open) + 1);
         if (!ktStrCvtFromLiteral(open, literal.data(), static_cast<int>(literal.size()), 0, 0))
             return false;
         text = literal.data();
     }
     if (*text == '\0') return true;
-    if (!ktRegexpExec(versionTextV, &m, text)) return false;
-    const int groups[3] = {1, 3, 5};
-    for (int i = 0; i < 3; ++i)
-        if (m.startp[groups[i]]) parts[i] = decimal(m.startp[groups[i]], m.endp[groups[i]]);
+    // Up to three numbers joined by points, and nothing else.
+    const char* from[3] = {};
+    const char* to[3] = {};
+    const char* p = text;
+    int n = 0;
+    for (;;) {
+        from[n] = p;
+        while (isDigit(*p)) ++p;
+        if (p == from[n]) return false;
+        to[n++] = p;
+        if (*p == '\0') break;
+        if (*p != '.' || n == 3) return false;
+        ++p;
+    }
+    for (int i = 0; i < n; ++i) parts[i] = decimal(from[i], to[i]);
     return true;
 }
 

@@ -73,6 +73,15 @@ bool inBlock(uint32_t i, const voPort* r, const char* text) {
     return packed_[i] != 0 && text >= from && text < from + packed_[i];
 }
 
+// A zeroed record with room for `bytes` of texts behind it. Records are
+// kept to the end of a run, one per pin: they come from the size-class
+// lists, without a heap header each; voPortFreeAll gives the size back.
+voPort* newPort(size_t bytes) {
+    void* p = ktMemFlAlloc(sizeof(voPort) + bytes, kTag);
+    std::memset(p, 0, sizeof(voPort) + bytes);
+    return static_cast<voPort*>(p);
+}
+
 // The texts of entry i that are copies of their own.
 void dropTexts(uint32_t i) {
     voPort* r = hung_[i].port;
@@ -308,7 +317,7 @@ const char* typeFor(const char* translated) {
 }  // namespace
 
 voPort* voPortBlock() {
-    auto* r = static_cast<voPort*>(ktMemCalloc(1, sizeof(voPort), kTag));
+    auto* r = newPort(0);
     if (hungCount_ == hungRoom_) {
         hungRoom_ = hungRoom_ ? hungRoom_ * 2 : 64;
         hung_ = static_cast<Hung*>(ktMemRealloc(hung_, hungRoom_ * sizeof(Hung), kTag));
@@ -351,7 +360,7 @@ void voPortSetText(const iwspin* pin, char** field, const char* text) {
 void voPortFreeAll() {
     for (uint32_t i = 0; i < hungCount_; ++i) {
         dropTexts(i);
-        ktMemFree(hung_[i].port);
+        ktMemFlFree(hung_[i].port, sizeof(voPort) + packed_[i]);
     }
     if (hung_) ktMemFree(hung_);
     if (packed_) ktMemFree(packed_);
@@ -449,7 +458,7 @@ voPort* packedPort(const char* const (&texts)[6]) {
     size_t bytes = 0;
     for (const char* t : texts)
         if (t) bytes += std::strlen(t) + 1;
-    auto* p = static_cast<voPort*>(ktMemCalloc(1, sizeof(voPort) + bytes, kTag));
+    voPort* p = newPort(bytes);
     char** to[] = {&p->type, &p->range, &p->name, &p->value, &p->mode, &p->brf};
     char* at = reinterpret_cast<char*>(p + 1);
     for (size_t k = 0; k < 6; ++k) {

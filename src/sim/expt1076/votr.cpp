@@ -260,7 +260,7 @@ void remember(votrname* e) {
     if (2 * (nameCount_ + 1) > nameSlots_) {
         NameSlot* old = names_;
         const size_t oldSlots = nameSlots_;
-        nameSlots_ = nameSlots_ ? 2 * nameSlots_ : 1024;
+        nameSlots_ = nameSlots_ ? 2 * nameSlots_ : 64;
         names_ = static_cast<NameSlot*>(ktMemCalloc(nameSlots_, sizeof(NameSlot), kTag));
         for (size_t i = 0; i < oldSlots; ++i)
             if (old[i].entry) *slotFor(old[i].entry->name, old[i].hash) = old[i];

@@ -67,6 +67,12 @@ TEST(FormatParser, PiecesInOrderUpToAnInvalidOne) {
         EXPECT_EQ(kinds(bad).back(), '1') << bad;
     for (const char* good : {"%#x", "%#o", "%#g", "%#LX", "%.3s", "%.3x"})
         EXPECT_EQ(kinds(good), "3") << good;
+    // A star takes a position only as *n$; sizes go only with their conversions.
+    for (const char* bad : {"%*1d", "%.*1d", "%*0$d", "%0$d", "%123$d", "%Ln", "%lc", "%hf"})
+        EXPECT_EQ(kinds(bad).back(), '1') << bad;
+    for (const char* good : {"%-+ #0x", "%00d", "%.f", "%hn", "%ln", "%le", "%Lo", "%1$.0s"})
+        EXPECT_EQ(kinds(good), "3") << good;
+    EXPECT_EQ(pieces("%12d%.3s"), "3 [%12d] - d -1 12 -1 0x1\n3 [%.3s] - s -1 -1 3 0x7\n");
 }
 
 TEST(FormatParser, PositionsAllOrNoneAndWithoutGaps) {

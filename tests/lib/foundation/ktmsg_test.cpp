@@ -328,6 +328,9 @@ TEST_F(MessageFiles, VersionCheckFieldByField) {
     EXPECT_EQ(check("5.3.1", nullptr, "#define X 0 /* \"5.3.1\" */", nullptr), -1);
     EXPECT_EQ(check(nullptr, nullptr, "1.0.0", nullptr), bad);
     EXPECT_EQ(check("5.3.1", nullptr, "five", nullptr), bad);
+    for (const char* wrong : {"5.", "5.3.1.0", ".5", "5..3", "#define X -3 /* \"5.3.1\""})
+        EXPECT_EQ(check("5.3.1", nullptr, wrong, nullptr), bad) << wrong;
+    EXPECT_EQ(check("5.3.1", nullptr, "#\tdefine _x9 -2\t/*\"5.3\"", nullptr), -1);
     EXPECT_EQ(check("5.3.1", "Demo", nullptr, nullptr), bad);
     // A second open of a shared file meets its own demands.
     EXPECT_EQ(check("5.3.1", nullptr, nullptr, nullptr), -1);
