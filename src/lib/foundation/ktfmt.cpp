@@ -50,6 +50,14 @@ const char* starAmount(const char* s) {
     return nullptr;
 }
 
+// The end of a width or precision at `s`: a star amount, or digits (none
+// too); null for a star amount of a form the pattern refuses.
+const char* amountEnd(const char* s) {
+    if (*s == '*') return starAmount(s);
+    while (isDigit(*s)) ++s;
+    return s;
+}
+
 void setGroup(ktRegexpMatch* m, int g, const char* from, const char* to) {
     m->startp[g] = from;
     m->endp[g] = to;
@@ -81,22 +89,12 @@ bool matchDirective(const char* p, ktRegexpMatch* m) {
     while (isOneOf(*s, "-+ #0")) ++s;
     setGroup(m, kFlags, from, s);
     from = s;
-    if (*s == '*') {
-        s = starAmount(s);
-        if (!s) return false;
-    } else {
-        while (isDigit(*s)) ++s;
-    }
+    if (!(s = amountEnd(s))) return false;
     setGroup(m, kWidth, from, s);
     if (*s == '.') {
         from = s++;
         const char* amount = s;
-        if (*s == '*') {
-            s = starAmount(s);
-            if (!s) return false;
-        } else {
-            while (isDigit(*s)) ++s;
-        }
+        if (!(s = amountEnd(s))) return false;
         setGroup(m, kPoint, from, s);
         setGroup(m, kPrecision, amount, s);
     }
