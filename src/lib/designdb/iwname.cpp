@@ -35,28 +35,24 @@ constexpr int kRecentBits = 10;
 constexpr uint32_t kRecent = 1u << kRecentBits;
 Slot recent_[kRecent];
 
-constexpr char upper(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
-// upper() of every byte.
+// ktCharUpc of every byte.
 constexpr auto kUpper = [] {
     std::array<char, 256> t{};
-    for (int c = 0; c < 256; ++c) t[c] = upper(static_cast<char>(c));
+    for (int c = 0; c < 256; ++c) t[c] = ktCharUpc(static_cast<char>(c));
     return t;
 }();
 
 uint32_t hashOf(const char* text) {
     uint32_t h = 0;
     for (; text && *text; ++text)
-        h = h * 10 + static_cast<uint32_t>(static_cast<signed char>(upper(*text)));
+        h = h * 10 + static_cast<uint32_t>(static_cast<signed char>(ktCharUpc(*text)));
     return h;
 }
 
 // strcmp of `text` folded to capitals against a stored name.
 int compareFolded(const char* text, const char* stored) {
     for (;; ++text, ++stored) {
-        const auto a = static_cast<unsigned char>(upper(*text));
+        const auto a = static_cast<unsigned char>(ktCharUpc(*text));
         const auto b = static_cast<unsigned char>(*stored);
         if (a != b || a == 0) return a - b;
     }
@@ -64,7 +60,7 @@ int compareFolded(const char* text, const char* stored) {
 
 char* newName(const char* text, size_t n) {
     auto* name = static_cast<char*>(iwballoc(Idatamem, n + 1));
-    for (size_t i = 0; i <= n; ++i) name[i] = upper(text[i]);
+    for (size_t i = 0; i <= n; ++i) name[i] = ktCharUpc(text[i]);
     return name;
 }
 

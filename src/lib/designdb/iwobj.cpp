@@ -361,16 +361,12 @@ struct StringSet {
 // Newest set first. Sets live as long as the process: nothing releases them.
 StringSet* sets_ = nullptr;
 
-char upperAscii(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
 // Case-blind: ten times the hash so far plus each folded byte, as a signed
 // byte, in unsigned 32-bit arithmetic.
 uint32_t setBucket(const char* text) {
     uint32_t h = 0;
     for (const char* p = text; *p; ++p)
-        h = h * 10 + static_cast<uint32_t>(static_cast<signed char>(upperAscii(*p)));
+        h = h * 10 + static_cast<uint32_t>(static_cast<signed char>(ktCharUpc(*p)));
     return h % kSetBuckets;
 }
 

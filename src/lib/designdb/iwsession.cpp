@@ -99,8 +99,7 @@ std::unordered_map<std::string, iwlib*>* libIndex = nullptr;
 
 std::string libKey(const char* path) {
     std::string k = path;
-    for (char& c : k)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    ktStrUpc(k.data());
     return k;
 }
 

@@ -66,7 +66,7 @@ char letter(int sev) {
 }
 
 int severityOfLetter(char c) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    c = ktCharUpc(c);
     const char* p = std::strchr(kLetters, c);
     return c && p ? static_cast<int>(p - kLetters) : KT_ERR_ERROR;
 }

@@ -158,9 +158,6 @@ constexpr char kEscapeValues[] = "\n\t\v\b\r\f";
 bool isBlank(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
-int upper(int c) {
-    return (c >= 'a' && c <= 'z') ? c - 'a' + 'A' : c;
-}
 int lower(int c) {
     return (c >= 'A' && c <= 'Z') ? c - 'A' + 'a' : c;
 }
@@ -273,8 +270,8 @@ int ktStrIcmp(const char* a, const char* b) {
             if (*a == '\0') return 0;
             continue;
         }
-        int ca = upper(static_cast<unsigned char>(*a));
-        int cb = upper(static_cast<unsigned char>(*b));
+        int ca = static_cast<unsigned char>(ktCharUpc(*a));
+        int cb = static_cast<unsigned char>(ktCharUpc(*b));
         if (ca != cb) return ca - cb;
     }
 }
@@ -288,8 +285,8 @@ int ktStrNicmp(const char* a, const char* b, int count) {
             if (a[i] == '\0') return 0;
             continue;
         }
-        int ca = upper(static_cast<unsigned char>(a[i]));
-        int cb = upper(static_cast<unsigned char>(b[i]));
+        int ca = static_cast<unsigned char>(ktCharUpc(a[i]));
+        int cb = static_cast<unsigned char>(ktCharUpc(b[i]));
         if (ca == 0) return -1;
         if (cb == 0) return 1;
         if (ca != cb) return ca - cb;
@@ -305,7 +302,7 @@ char* ktStrLoc(char* text) {
 
 char* ktStrUpc(char* text) {
     for (char* p = text; p && *p; ++p)
-        *p = static_cast<char>(upper(static_cast<unsigned char>(*p)));
+        *p = ktCharUpc(*p);
     return text;
 }
 
@@ -419,10 +416,6 @@ int matchWith(const char* pattern, const char* text, Same same) {
     while (*pattern == '*') ++pattern;
     return *pattern == '\0';
 }
-
-char upperAscii(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
 }  // namespace
 
 int ktStrMat(const char* pattern, const char* text) {
@@ -430,7 +423,7 @@ int ktStrMat(const char* pattern, const char* text) {
 }
 
 int ktStrMatFolded(const char* pattern, const char* text) {
-    return matchWith(pattern, text, [](char a, char b) { return upperAscii(a) == upperAscii(b); });
+    return matchWith(pattern, text, [](char a, char b) { return ktCharUpc(a) == ktCharUpc(b); });
 }
 
 // ---- Tokens and literals -----------------------------------------------------

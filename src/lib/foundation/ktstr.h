@@ -49,6 +49,10 @@ int ktStrIcmp(const char* a, const char* b);
 // As ktStrIcmp over at most `count` characters; a text that ends first is
 // the smaller.
 int ktStrNicmp(const char* a, const char* b, int count);
+// The byte in capitals: only ASCII letters change.
+constexpr char ktCharUpc(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
 // Lower- and upper-case in place; null is returned as it is.
 char* ktStrLoc(char* text);
 char* ktStrUpc(char* text);

@@ -43,8 +43,7 @@ Index& index() {
 
 std::string aliasKey(const char* alias) {
     std::string k = alias;
-    for (char& c : k)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    ktStrUpc(k.data());
     return k;
 }
 

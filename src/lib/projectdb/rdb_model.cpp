@@ -39,8 +39,7 @@ void append(T** head, T* record) {
 uint32_t foldedHash(const void* key) {
     uint32_t h = 5381;
     for (const char* s = static_cast<const char*>(key); *s; ++s) {
-        unsigned char c = static_cast<unsigned char>(*s);
-        if (c >= 'a' && c <= 'z') c = static_cast<unsigned char>(c - 'a' + 'A');
+        const auto c = static_cast<unsigned char>(ktCharUpc(*s));
         h = h * 33 + c;
     }
     return h;

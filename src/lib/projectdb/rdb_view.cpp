@@ -192,8 +192,7 @@ uint64_t spathEpoch_ = 1;
 
 std::string capitals(const char* text) {
     std::string out = text ? text : "";
-    for (char& c : out)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    ktStrUpc(out.data());
     return out;
 }
 

@@ -128,7 +128,7 @@ const char* behind(const char* name, size_t count) {
 // The first letter of an attribute's name in capitals; 0 for no name.
 char leadOf(const iwatt* a) {
     const char c = a->name ? a->name[0] : '\0';
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    return ktCharUpc(c);
 }
 
 bool named(const iwatt* a, int reserved) {

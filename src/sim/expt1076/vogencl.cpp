@@ -45,8 +45,7 @@ bool leftOut(const vogen* g) {
 // Names compare without regard to case: they are keyed in upper case.
 std::string key(const char* name) {
     std::string k = name ? name : "";
-    for (char& c : k)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    ktStrUpc(k.data());
     return k;
 }
 
@@ -55,9 +54,7 @@ bool sameKey(const char* a, const char* b) {
     if (!a) a = "";
     if (!b) b = "";
     for (;; ++a, ++b) {
-        char x = *a, y = *b;
-        if (x >= 'a' && x <= 'z') x = static_cast<char>(x - 'a' + 'A');
-        if (y >= 'a' && y <= 'z') y = static_cast<char>(y - 'a' + 'A');
+        const char x = ktCharUpc(*a), y = ktCharUpc(*b);
         if (x != y) return false;
         if (!x) return true;
     }

@@ -73,7 +73,7 @@ struct NameSet {
         char key[VOTR_BUFSIZE];
         size_t h = 2166136261u, n = 0;
         for (const char* p = name ? name : ""; *p && n < sizeof key - 1; ++p, ++n) {
-            const char c = *p >= 'a' && *p <= 'z' ? static_cast<char>(*p - 'a' + 'A') : *p;
+            const char c = ktCharUpc(*p);
             key[n] = c;
             h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
         }

@@ -38,10 +38,6 @@ int vogenid = 0;
 namespace {
 constexpr const char* kTag = "vgstruct";
 
-char upperOf(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
 const char* pinName(const iwspin* pin) {
     return pin && pin->name ? pin->name : "";
 }
@@ -123,7 +119,7 @@ public:
         size_t n = 0;
         uint32_t h = 2166136261u;
         for (const char* p = name ? name : ""; *p && n < VOTR_BUFSIZE - 1; ++p, ++n) {
-            key[n] = upperOf(*p);
+            key[n] = ktCharUpc(*p);
             h = (h ^ static_cast<unsigned char>(key[n])) * 16777619u;
         }
         key[n] = '\0';
@@ -553,10 +549,10 @@ const char* voport_dir_string(int code) {
 vopint* vofind_pintype(const char* name) {
     if (!name || !vo || !vo->ini) return nullptr;
     // A type of another first letter is passed over at once.
-    const char lead = upperOf(name[0]);
+    const char lead = ktCharUpc(name[0]);
     for (vopint* list : {vo->ini->pintypes, vo->ini->autopins})
         for (vopint* p = list; p; p = p->next)
-            if (p->name && upperOf(p->name[0]) == lead && ktStrIcmp(p->name, name) == 0) return p;
+            if (p->name && ktCharUpc(p->name[0]) == lead && ktStrIcmp(p->name, name) == 0) return p;
     return nullptr;
 }
 

@@ -434,10 +434,7 @@ char* getreply(const char* prompt, const char* dflt, char* out, int outlen) {
 
 int equal(const char* a, const char* b) {
     for (; *a && *b; ++a, ++b) {
-        char x = *a, y = *b;
-        if (x >= 'a' && x <= 'z') x = static_cast<char>(x - 'a' + 'A');
-        if (y >= 'a' && y <= 'z') y = static_cast<char>(y - 'a' + 'A');
-        if (x != y) return 0;
+        if (ktCharUpc(*a) != ktCharUpc(*b)) return 0;
     }
     return *a == '\0';
 }
